@@ -1,0 +1,59 @@
+// The default objects of a fresh workspace, in the order in which they are
+// made. Each class that a list holds brings its rows here.
+#include "Interface.h"
+
+#include "ErrorModel.h"
+#include "InputFunction.h"
+#include "Model.h"
+#include "Optimizer.h"
+#include "Protocol.h"
+#include "Tracer.h"
+#include "Unit.h"
+#include "inputs/LinearInterpolation.h"
+#include "models/Cardiac_HutchinsI_Model.h"
+#include "models/Generic_1TC_Model.h"
+#include "models/Water_1TC_Model.h"
+#include "util/NumUtil.h"
+
+namespace {
+
+const char* const kDefaultUnits[] = {"1",           "s",          "min",        "1/s",       "1/min",
+                                     "ml",          "Bq/ml",      "daBq/ml",    "hBq/ml",    "kBq/ml",
+                                     "MBq/ml",      "nCi/ml",     "uCi/ml",     "mCi/ml",    "Ci/ml",
+                                     "Bq/ml/min",   "daBq/ml/min", "hBq/ml/min", "kBq/ml/min", "MBq/ml/min"};
+
+const char* const kDefaultTracers[] = {"Ammonia", "C-11", "F-18",  "FDG",   "FMISO",             "McN",
+                                       "N-13",    "Oxygen", "O-15", "Rb-82", "Rubidium-Chloride", "Water"};
+
+const char* const kDefaultErrorModels[] = {"Uniform", "Simple",        "SimpleRandom",    "GaussRandom",
+                                           "Poisson", "PoissonRandom", "WeightedPoisson", "WeightedPoissonRandom"};
+
+}  // namespace
+
+void Interface::init() {
+    for (const char* name : kDefaultUnits) addUnit(new Unit(name));
+    for (const char* name : kDefaultTracers) addTracer(new Tracer(name));
+    // Input functions, each with its unit; the parametric ones arrive with their classes.
+    addInput(new LinearInterpolation("LinearInterpolation", *getUnit("kBq/ml")));
+
+    // Models, each carrying its own name.
+    addModel(new Generic_1TC_Model());
+    addModel(new Cardiac_HutchinsI_Model());
+    addModel(new Water_1TC_Model());
+
+    addProtocol(new Protocol("Generic"));
+    for (const char* name : kDefaultErrorModels) addErrorModel(new ErrorModel(name));
+    // Optimizers arrive with their classes.
+    random_init(0);
+
+    currentData_ = nullptr;
+    currentVOI_ = nullptr;
+    currentInput_ = nullptr;
+    currentModel_ = nullptr;
+    currentProtocol_ = nullptr;
+    currentTracer_ = nullptr;
+    currentUnit_ = nullptr;
+    currentErrorModel_ = nullptr;
+    currentOptimizer_ = nullptr;
+}
+

@@ -1,0 +1,123 @@
+#include "util/Message.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+
+unsigned int _MessageHelper::verbosity_ = 1;
+std::ostream* _MessageHelper::out_ = &std::cout;
+std::string _MessageHelper::indent_;
+
+namespace {
+
+// Formats into a string of any length.
+std::string vformat(const char* format, va_list args) {
+    va_list copy;
+    va_copy(copy, args);
+    char small[512];
+    int n = std::vsnprintf(small, sizeof small, format, copy);
+    va_end(copy);
+    if (n < 0) return std::string();
+    if (static_cast<size_t>(n) < sizeof small) return std::string(small, static_cast<size_t>(n));
+    std::string text(static_cast<size_t>(n) + 1, '\0');
+    std::vsnprintf(&text[0], text.size(), format, args);
+    text.resize(static_cast<size_t>(n));
+    return text;
+}
+
+// A stream counts as null when its fail or bad state is set; otherwise it is
+// its own address. The log is active when the two pointers differ.
+const void* stateAware(const std::ostream* s) {
+    if (s == nullptr || s->fail()) return nullptr;
+    return s;
+}
+
+}  // namespace
+
+bool _MessageHelper::logging() { return stateAware(out_) != stateAware(&std::cout); }
+
+void _MessageHelper::operator()(const char* format, ...) {
+    if (prefix_ != "WARNING: ") {
+        mexPrintf("%s", indent_.c_str());
+        if (logging()) *out_ << indent_;
+    }
+    va_list args;
+    va_start(args, format);
+    std::string text = vformat(format, args);
+    va_end(args);
+    // The finished text is the format of mexPrintf, so a percent sign that
+    // survived formatting is read once more; message authors double it.
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#endif
+    mexPrintf(text.c_str());
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+    if (logging()) *out_ << text << std::flush;
+}
+
+void _MessageHelper::indent(unsigned int n) { indent_.append(n, ' '); }
+
+void _MessageHelper::outdent(unsigned int n) {
+    if (indent_.size() > n)
+        indent_.resize(indent_.size() - n);
+    else
+        indent_.clear();
+}
+
+std::string moduleName(const char* file) {
+    std::string path = file ? file : "";
+    size_t start = 0;
+    for (size_t pos = path.find("src/"); pos != std::string::npos; pos = path.find("src/", pos + 1))
+        if (pos == 0 || path[pos - 1] == '/') start = pos + 4;
+    path.erase(0, start);
+    size_t slash = path.rfind('/');
+    size_t dot = path.find('.', slash == std::string::npos ? 0 : slash + 1);
+    if (dot != std::string::npos) path.erase(dot);
+    return path;
+}
+
+_ErrorHelper::_ErrorHelper(const char* file, int line) {
+    mexPrintf("ERROR %s(%d): ", moduleName(file).c_str(), line);
+}
+
+void _ErrorHelper::operator()(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    std::string text = vformat(format, args);
+    va_end(args);
+    mexPrintf("%s", text.c_str());
+    mexPrintf(" \n");
+}
+
+void _AssertFailed(const char* file, unsigned int line) {
+    mexPrintf("ASSERT FAILED: %s(%u)\n", moduleName(file).c_str(), line);
+}
+
+void ResetMessageLogfile() {
+    if (_MessageHelper::out_ != &std::cout && _MessageHelper::out_ != nullptr)
+        delete _MessageHelper::out_;
+    _MessageHelper::out_ = &std::cout;
+}
+
+void SetMessageLogfile(const std::string& name) {
+    if (name.empty()) {
+        ResetMessageLogfile();
+        return;
+    }
+    auto* stream = new std::ofstream(name.c_str(), std::ios::out | std::ios::trunc);
+    if (stream->good()) {
+        if (_MessageHelper::out_ != &std::cout && _MessageHelper::out_ != nullptr)
+            delete _MessageHelper::out_;
+        _MessageHelper::out_ = stream;
+    } else {
+        delete stream;  // nothing refers to it; keeping it would only leak
+        ERROR("cannot open logfile '%s'", name.c_str());
+    }
+}

@@ -1,0 +1,95 @@
+// Messages, warnings, errors and assertion reports.
+//
+// Everything the toolbox shows goes through mexPrintf. Ordinary messages are
+// graded by a verbosity level (1 to 8; 0 silences all but errors and
+// assertions), carry the global indent and are copied to the optional log
+// file. Warnings are never indented. Errors print a head with the module
+// path and line ("ERROR Dataset(42): "), never reach the log file and never
+// stop the program: the reporting function returns its own failure value.
+#ifndef KINETRA_UTIL_MESSAGE_H
+#define KINETRA_UTIL_MESSAGE_H
+
+#include <ostream>
+#include <string>
+
+class _MessageHelper {
+public:
+    explicit _MessageHelper(const std::string& prefix = "") : prefix_(prefix) {}
+
+    void operator()(const char* format, ...)
+#if defined(__GNUC__)
+        __attribute__((format(printf, 2, 3)))
+#endif
+        ;
+
+    std::string& prefix() { return prefix_; }
+
+    static void indent(unsigned int n);
+    static void outdent(unsigned int n);
+
+    // True if messages of this level are printed at the current verbosity.
+    static bool enabled(unsigned int level) { return verbosity_ != 0 && verbosity_ >= level; }
+    // True if the log stream is a real log file (differs from standard output
+    // by the state-aware comparison of the two streams).
+    static bool logging();
+
+    static unsigned int verbosity_;
+    static std::ostream* out_;
+    static std::string indent_;
+
+private:
+    std::string prefix_;
+};
+
+class _ErrorHelper {
+public:
+    // Prints the head "ERROR <module>(<line>): ". The module is the source path
+    // below src/ without its extension, e.g. "util/Message" or "Dataset".
+    _ErrorHelper(const char* file, int line);
+    void operator()(const char* format, ...)
+#if defined(__GNUC__)
+        __attribute__((format(printf, 2, 3)))
+#endif
+        ;
+};
+
+// The module path of a source file name as printed in error heads: the part
+// below the last "src/" directory, cut at the first '.' of the file name, so
+// that "…/src/interfaces/MatlabInterface.set.cpp" is "interfaces/MatlabInterface".
+std::string moduleName(const char* file);
+
+// Attaches a log file that receives a copy of messages and warnings; the empty
+// name closes it.
+void SetMessageLogfile(const std::string& name);
+void ResetMessageLogfile();
+
+// Prints the assertion report and carries on with the bad value.
+void _AssertFailed(const char* file, unsigned int line);
+
+#define MESSAGE(level, ...)                                                   \
+    do {                                                                      \
+        if (_MessageHelper::enabled(level)) _MessageHelper()(__VA_ARGS__);   \
+    } while (0)
+
+// Warnings vanish at verbosity 0 together with all ordinary messages.
+#define WARNING(...)                                                          \
+    do {                                                                      \
+        if (_MessageHelper::verbosity_ == 0) break;                           \
+        _MessageHelper _warning_helper;                                       \
+        _warning_helper.prefix() = "WARNING: " + _warning_helper.prefix();    \
+        mexPrintf("WARNING: ");                                               \
+        if (_MessageHelper::logging())                                        \
+            *_MessageHelper::out_ << _warning_helper.prefix();                \
+        _warning_helper(__VA_ARGS__);                                         \
+    } while (0)
+
+#define ERROR _ErrorHelper(__FILE__, __LINE__)
+
+#define ASSERT(condition)                                                     \
+    do {                                                                      \
+        if (!(condition)) _AssertFailed(__FILE__, __LINE__);                  \
+    } while (0)
+
+#include "mex.h"
+
+#endif

@@ -1,0 +1,79 @@
+// A workspace driven the way Matlab drives the module: each call builds the
+// argument arrays, runs MatlabInterface::processCommand, and hands back the
+// printed text and the output slots. Every test gets a fresh workspace.
+#ifndef KINETRA_TESTS_SESSION_H
+#define KINETRA_TESTS_SESSION_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "interfaces/MatlabInterface.h"
+#include "mexhost.h"
+#include "util/Message.h"
+
+namespace test {
+
+// One argument of a call: a string, or an array that the call takes over.
+struct Arg {
+    Arg(const char* s) : array(mxCreateString(s)) {}
+    Arg(const std::string& s) : array(mxCreateString(s.c_str())) {}
+    Arg(double v) : array(mxCreateDoubleScalar(v)) {}
+    Arg(int v) : array(mxCreateDoubleScalar(v)) {}
+    Arg(mxArray* a) : array(a) {}
+    mxArray* array;
+};
+
+struct Result {
+    std::string text;                // what the call printed
+    std::vector<mxArray*> outputs;   // plhs, owned by the Result
+    Result() = default;
+    Result(const Result&) = delete;
+    Result& operator=(const Result&) = delete;
+    Result(Result&& other) noexcept : text(std::move(other.text)), outputs(std::move(other.outputs)) {}
+    ~Result() {
+        for (mxArray* a : outputs)
+            if (a != nullptr) mxDestroyArray(a);
+    }
+    const mxArray* out(size_t i = 0) const { return i < outputs.size() ? outputs[i] : nullptr; }
+    bool isFalse() const {
+        const mxArray* a = out(0);
+        return a != nullptr && mxIsLogical(a) && mxGetNumberOfElements(a) == 1 && mxGetScalar(a) == 0.0;
+    }
+};
+
+class Session {
+public:
+    explicit Session(unsigned int verbosity = 1) {
+        _MessageHelper::verbosity_ = verbosity;
+        _MessageHelper::indent_.clear();
+        workspace.reset(new MatlabInterface());
+        banner = mexhost::takeOutput();
+    }
+    ~Session() {
+        workspace.reset();
+        _MessageHelper::verbosity_ = 1;
+        _MessageHelper::indent_.clear();
+        mexhost::clearOutput();
+    }
+
+    Result call(std::vector<Arg> args, int nlhs = 1) {
+        std::vector<const mxArray*> prhs;
+        for (const Arg& a : args) prhs.push_back(a.array);
+        std::vector<mxArray*> plhs(static_cast<size_t>(nlhs < 1 ? 1 : nlhs) + 4, nullptr);
+        mexhost::clearOutput();
+        workspace->processCommand(nlhs, plhs.data(), static_cast<int>(prhs.size()), prhs.data());
+        Result result;
+        result.text = mexhost::takeOutput();
+        result.outputs = plhs;
+        for (const mxArray* a : prhs) mxDestroyArray(const_cast<mxArray*>(a));
+        return result;
+    }
+
+    std::unique_ptr<MatlabInterface> workspace;
+    std::string banner;
+};
+
+}  // namespace test
+
+#endif
