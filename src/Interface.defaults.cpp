@@ -13,6 +13,7 @@
 #include "models/Cardiac_HutchinsI_Model.h"
 #include "models/Generic_1TC_Model.h"
 #include "models/Water_1TC_Model.h"
+#include "optimizers/LevenbergMarquardt.h"
 #include "util/NumUtil.h"
 
 namespace {
@@ -44,6 +45,7 @@ void Interface::init() {
     addProtocol(new Protocol("Generic"));
     for (const char* name : kDefaultErrorModels) addErrorModel(new ErrorModel(name));
     // Optimizers arrive with their classes.
+    addOptimizer(new LevenbergMarquardt());
     random_init(0);
 
     currentData_ = nullptr;

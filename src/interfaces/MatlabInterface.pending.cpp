@@ -2,7 +2,4 @@
 #include "interfaces/MatlabInterface.h"
 
 bool MatlabInterface::commandGet(int, mxArray**, int, const mxArray**) { return false; }
-bool MatlabInterface::commandProcess(int, mxArray**, int, const mxArray**) { return false; }
 bool MatlabInterface::commandSet(int, mxArray**, int, const mxArray**) { return false; }
-bool MatlabInterface::commandShow(int, mxArray**, int, const mxArray**) { return false; }
-bool MatlabInterface::commandSelect(int, mxArray**, int, const mxArray**) { return false; }

@@ -1,0 +1,187 @@
+// The model base: its input list, questions about the inputs, averaging,
+// copying parameters between models and the report.
+#include "Model.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "Dataset3D.h"
+#include "InputFunction.h"
+#include "VOI.h"
+#include "util/Message.h"
+
+Model::Model(const std::string& name, unsigned components, const Unit& unit)
+    : Optimizable("Model"),
+      // No evaluation yet: a key that equals no time forces the first one.
+      t_(std::numeric_limits<double>::quiet_NaN()),
+      scale_(1.0),
+      components_(components) {
+    name_ = name;
+    unit_ = unit;
+}
+
+Model::Model(const Model& other)
+    : Optimizable(other), t_(other.t_), input_(other.input_), scale_(other.scale_), components_(other.components_) {}
+
+// The inputs belong to the workspace: only the list goes.
+Model::~Model() {}
+
+void Model::addInput(InputFunction* input) {
+    input_.push_back(input);
+    changed_ = true;
+    // A model that compares values (rather than reading changed_) must not
+    // answer from convolutions of another input: drop the time key.
+    t_ = std::numeric_limits<double>::quiet_NaN();
+}
+
+void Model::removeInput(InputFunction* input) {
+    const size_t before = input_.size();
+    input_.erase(std::remove(input_.begin(), input_.end(), input), input_.end());
+    if (input_.size() != before) {
+        changed_ = true;
+        t_ = std::numeric_limits<double>::quiet_NaN();
+    }
+}
+
+void Model::removeInput(const std::string& name) {
+    const size_t before = input_.size();
+    input_.erase(std::remove_if(input_.begin(), input_.end(),
+                                [&name](const InputFunction* f) { return f->getName() == name; }),
+                 input_.end());
+    if (input_.size() != before) {
+        changed_ = true;
+        t_ = std::numeric_limits<double>::quiet_NaN();
+    }
+}
+
+void Model::clearInputs() {
+    input_.clear();
+    changed_ = true;
+    t_ = std::numeric_limits<double>::quiet_NaN();
+}
+
+std::vector<std::string> Model::getInputNames() const {
+    std::vector<std::string> names;
+    names.reserve(input_.size());
+    for (const InputFunction* f : input_) names.push_back(f->getName());
+    return names;
+}
+
+InputFunction* Model::getInput(const std::string& name) const {
+    for (InputFunction* f : input_)
+        if (f->getName() == name) return f;
+    return input_.empty() ? nullptr : input_[0];
+}
+
+bool Model::existInput(const std::string& name) const {
+    for (const InputFunction* f : input_)
+        if (f->getName() == name) return true;
+    return false;
+}
+
+InputFunction* Model::getInput(unsigned i) const {
+    if (i >= input_.size()) {
+        ERROR("Model::getInput() unknown input %d", static_cast<int>(i));
+        return input_.empty() ? nullptr : input_[0];
+    }
+    return input_[i];
+}
+
+double Model::getInput(const std::string& name, double t) const {
+    for (InputFunction* f : input_)
+        if (f->getName() == name) return (*f)(t, 0, 0, 0) * (f->getUnit().getFactor() / unit_.getFactor());
+    ERROR("Model::getInput() unknown input '%s'", name.c_str());
+    return 0.0;
+}
+
+double Model::getInput(unsigned i, double t) const {
+    if (i >= input_.size()) {
+        ERROR("Model::getInput() unknown input %d", static_cast<int>(i));
+        return 0.0;
+    }
+    InputFunction* f = input_[i];
+    return (*f)(t, 0, 0, 0) * (f->getUnit().getFactor() / unit_.getFactor());
+}
+
+int Model::hasInputParameter(const std::string& name) const {
+    for (size_t i = 0; i < input_.size(); ++i)
+        if (input_[i]->hasParameter(name) >= 0) return static_cast<int>(i);
+    return -1;
+}
+
+namespace {
+// What a parameter lookup answers when there is nothing to answer with (a
+// model without inputs): a harmless parameter of its own.
+Parameter& placeholderParameter() {
+    static Parameter placeholder("", Unit(), 0.0, 0.0, 0.0, 0.0, Parameter::CONST);
+    return placeholder;
+}
+}  // namespace
+
+Parameter& Model::getInputParameter(const std::string& name) {
+    const int i = hasInputParameter(name);
+    if (i >= 0) return input_[static_cast<size_t>(i)]->getParameter(name);
+    (void)_ErrorHelper(__FILE__, __LINE__);
+    mexPrintf("%s%s'", "Model::sgtInputParameter() unknown input parameter '", name.c_str());
+    if (input_.empty()) return placeholderParameter();
+    return input_[0]->getParameter("");
+}
+
+const Parameter& Model::getInputParameter(const std::string& name) const {
+    const int i = hasInputParameter(name);
+    if (i >= 0) return static_cast<const InputFunction*>(input_[static_cast<size_t>(i)])->getParameter(name);
+    (void)_ErrorHelper(__FILE__, __LINE__);
+    mexPrintf("%s%s'", "Model::sgtInputParameter() unknown input parameter '", name.c_str());
+    if (input_.empty()) return placeholderParameter();
+    return static_cast<const InputFunction*>(input_[0])->getParameter("");
+}
+
+void Model::freeInputParameters() {
+    for (InputFunction* f : input_) f->freeParameters();
+}
+
+void Model::fixInputParameters() {
+    for (InputFunction* f : input_) f->fixParameters();
+}
+
+std::vector<double> Model::derAll(const std::string&, double, unsigned, unsigned, unsigned) {
+    ERROR("Model::derAll() not implemented yet");
+    return std::vector<double>();
+}
+
+Model* Model::createAverage(const VOI* voi) {
+    Model* average = clone();
+    if (average == nullptr) return nullptr;
+    average->resizeParameters(1, 1, 1);
+    for (const Parameter& p : parameter_) average->setParameterValue(p.getName(), 0, 0, 0, p.getValue(voi));
+    return average;
+}
+
+int Model::copyFrom(Model* other) {
+    if (other == nullptr) return 0;
+    int copied = 0;
+    for (const Parameter& p : parameter_) {
+        const int j = other->hasParameter(p.getName());
+        if (j < 0) continue;
+        const Parameter& source = other->getParameterByIndex(static_cast<unsigned>(j));
+        MESSAGE(3, "copying '%s' from model %s to %s\n", p.getName().c_str(), other->getName().c_str(),
+                name_.c_str());
+        const std::string name = p.getName();
+        setParameterValue(name, source.getValueVolume());
+        setParameterInitValue(name, source.getInitValueVolume());
+        setParameterError(name, source.getErrorVolume());
+        ++copied;
+    }
+    return copied;
+}
+
+std::ostream& operator<<(std::ostream& out, const Model& model) {
+    out << "Model: " << model.getName() << " \n";
+    out << "  " << model.getUnit();
+    for (unsigned i = 0; i < model.getNumParameters(); ++i) out << model.getParameterByIndex(i) << " \n";
+    for (unsigned i = 0; i < model.getNumInputs(); ++i) {
+        const InputFunction* f = model.getInput(i);
+        if (f) out << *f << " \n";
+    }
+    return out;
+}

@@ -1,0 +1,166 @@
+// The base of everything that has named parameters and can be evaluated at a
+// time and a voxel: the models and the input functions.
+//
+// It owns the ordered parameter list (the order is the parameter index and
+// the order of every report), resolves the one-hop links between parameters,
+// reads and writes logarithmic parameters in log10 form on the optimizers'
+// behalf, keeps the `changed_` flag by which evaluation caches learn that a
+// parameter was written, and supplies a numerical partial derivative.
+//
+// Name-based operations are the interface of the commands; the optimizers'
+// inner loops use the index forms (`setParameterValueByIndex`,
+// `getParameterValueByIndex`, `derByIndex`), which do no string work.
+#ifndef KINETRA_OPTIMIZABLE_H
+#define KINETRA_OPTIMIZABLE_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Parameter.h"
+#include "Unit.h"
+
+class Dataset;
+class VOI;
+
+class Optimizable {
+public:
+    explicit Optimizable(const std::string& type);
+    // Copies name, unit, type, the parameters (which come out linear), their
+    // links and link types; a copy starts with analytic derivatives and with
+    // the voxel key (0, 0, 0).
+    Optimizable(const Optimizable& other);
+    Optimizable& operator=(const Optimizable&) = delete;
+    virtual ~Optimizable();
+
+    // The function value at time t for voxel (x, y, z).
+    virtual double operator()(double t, unsigned x, unsigned y, unsigned z) = 0;
+    // Partial derivative by the named parameter; numerical here.
+    virtual double der(const std::string& name, double t, unsigned x, unsigned y, unsigned z);
+    // The same by parameter index, without any name lookup. Subclasses with
+    // analytic derivatives override it; numerical here. An index out of range
+    // gives 0.0.
+    virtual double derByIndex(unsigned index, double t, unsigned x, unsigned y, unsigned z);
+    // A copy whose parameters are the region means over `voi`; owned by the caller.
+    virtual Optimizable* createAverage(const VOI* voi) = 0;
+
+    const std::string& getName() const { return name_; }
+    void setName(const std::string& name) { name_ = name; }
+    const Unit& getUnit() const { return unit_; }
+    void setUnit(const Unit& unit) { unit_ = unit; }
+    const std::string& getType() const { return type_; }
+
+    bool getChanged() const { return changed_; }
+    void setChanged(bool changed) { changed_ = changed; }
+    bool getNumDer() const { return numder_; }
+    void setNumDer(bool numder) { numder_ = numder; }
+    unsigned getSize() const { return size_; }
+
+    // Lookups.
+    int hasParameter(const std::string& name) const;
+    std::vector<std::string> getParameterNames() const;
+    unsigned getNumParameters() const { return static_cast<unsigned>(parameter_.size()); }
+    // For an unknown name: reports and answers the first parameter.
+    Parameter& getParameter(const std::string& name);
+    const Parameter& getParameter(const std::string& name) const;
+    Parameter& getParameterByIndex(unsigned index) { return parameter_[index]; }
+    const Parameter& getParameterByIndex(unsigned index) const { return parameter_[index]; }
+    unsigned getParameterDimensionX() const;
+    unsigned getParameterDimensionY() const;
+    unsigned getParameterDimensionZ() const;
+
+    // Single attributes.
+    void setParameterMin(const std::string& name, double value);
+    void setParameterMax(const std::string& name, double value);
+    void setParameterLog(const std::string& name, bool log);
+    void setParameterUnit(const std::string& name, const Unit& unit);
+    // Any state but linked also cuts the link that this parameter drives.
+    void setParameterState(const std::string& name, const Parameter::State& state);
+
+    Unit getParameterUnit(const std::string& name) const;
+    bool getParameterLog(const std::string& name) const;
+    double getParameterMin(const std::string& name) const;
+    double getParameterMax(const std::string& name) const;
+    int getParameterLink(const std::string& name) const;
+    std::string getParameterLinkType(const std::string& name) const;
+    // True when the parameter is free (not the state number).
+    bool getParameterState(const std::string& name) const;
+    bool isParameterConst(const std::string& name) const;
+    bool isParameterLinked(const std::string& name) const;
+    bool isParameterFree(const std::string& name) const;
+
+    // Value writers: a logarithmic parameter takes 10^v (not the volume form);
+    // the driven parameter of a link receives the transformed linear value;
+    // `changed_` is set in every case.
+    void setParameterValue(const std::string& name, unsigned x, unsigned y, unsigned z, double value);
+    void setParameterValue(const std::string& name, double value);
+    void setParameterValue(const std::string& name, const Dataset* data);
+    // The voxel form by index, for the optimizers' inner loops. An index out
+    // of range is ignored.
+    void setParameterValueByIndex(unsigned index, unsigned x, unsigned y, unsigned z, double value);
+
+    // Error writers: the driven parameter of a link gets the same error.
+    void setParameterError(const std::string& name, unsigned x, unsigned y, unsigned z, double value);
+    void setParameterError(const std::string& name, double value);
+    void setParameterError(const std::string& name, const Dataset* data);
+
+    // Initial value writers: no link, no log scale, no `changed_`.
+    void setParameterInitValue(const std::string& name, unsigned x, unsigned y, unsigned z, double value);
+    void setParameterInitValue(const std::string& name, double value);
+    void setParameterInitValue(const std::string& name, const Dataset* data);
+
+    // Readers at a voxel; the value reader answers log10 of a logarithmic
+    // parameter, so that an optimizer reads the scale that it writes.
+    double getParameterValue(const std::string& name, unsigned x, unsigned y, unsigned z) const;
+    double getParameterValueByIndex(unsigned index, unsigned x, unsigned y, unsigned z) const;
+    double getParameterInitValue(const std::string& name, unsigned x, unsigned y, unsigned z) const;
+    double getParameterError(const std::string& name, unsigned x, unsigned y, unsigned z) const;
+
+    // Every parameter but the const and linked ones becomes free / fixed.
+    void freeParameters();
+    void fixParameters();
+    void resizeParameters(unsigned x, unsigned y, unsigned z);
+
+    // A write to `a` also writes `b` with the transform `type` ("", "-", "1-", "/").
+    void setParameterLink(const std::string& a, const std::string& b, const std::string& type);
+
+    static int count_;
+
+protected:
+    // For subclass constructors: a free, unbound parameter whose value and
+    // initial value agree. A name already present is refused.
+    void addParameter(const std::string& name, const Unit& unit, double value);
+
+    // The numerical central difference at an index (see der).
+    double numericalDer(unsigned index, double t, unsigned x, unsigned y, unsigned z);
+
+    // Stored linear value times the parameter unit's factor: the "normal"
+    // value a model computes with.
+    double normalValue(unsigned index, unsigned x, unsigned y, unsigned z) const {
+        return parameter_[index].valueAt(x, y, z) * parameter_[index].getUnit().getFactor();
+    }
+    double unitFactor(unsigned index) const { return parameter_[index].getUnit().getFactor(); }
+
+    std::string name_;
+    Unit unit_;
+    std::vector<Parameter> parameter_;
+    std::map<std::string, unsigned> index_;
+    std::vector<int> link_;
+    std::vector<std::string> linkType_;
+    std::string type_;
+    bool changed_;
+    bool numder_;
+    unsigned size_;
+    unsigned x_;
+    unsigned y_;
+    unsigned z_;
+
+private:
+    // Carries the linear value just stored at parameter `index` on to the
+    // parameter it drives, if any.
+    void propagateValue(unsigned index, unsigned x, unsigned y, unsigned z, double value);
+    void propagateValue(unsigned index, double value);
+    void propagateValue(unsigned index, const Dataset* data);
+};
+
+#endif

@@ -1,0 +1,381 @@
+// The optimizer base: settings, the working set of a run, the per-voxel steps
+// that every method calls (prepare, initParameters, finishParameters,
+// finish), reports, timers, status files and the progress hook. The
+// statistics live in Optimizer.statistics.cpp.
+#include "Optimizer.h"
+
+#include <sys/resource.h>
+
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+
+#include "Dataset4D.h"
+#include "InputFunction.h"
+#include "Model.h"
+#include "Optimizable.h"
+#include "VOI.h"
+#include "util/Message.h"
+#include "util/StringUtil.h"
+
+Optimizer::Optimizer(const std::string& name)
+    : abs_chisquare(1e-9),
+      delta_chisquare(0.001),
+      abs_delta_argument(0.0),
+      rel_delta_argument(0.0),
+      maxiter(100),
+      data_(nullptr),
+      error_(nullptr),
+      voi_(nullptr),
+      model_(nullptr),
+      chisquare_(0.0),
+      x_(0),
+      y_(0),
+      z_(0),
+      name_(name),
+      totalTime_(0.0),
+      startTime_(0.0),
+      timerCount_(0),
+      covariance_(0, 0),
+      update_(nullptr) {
+    reset();
+}
+
+Optimizer::~Optimizer() { delete update_; }
+
+void Optimizer::run() {}
+
+void Optimizer::reset() {
+    data_ = nullptr;
+    error_ = nullptr;
+    voi_ = nullptr;
+    model_ = nullptr;
+    parameterIndex_.clear();
+    fitted_.clear();
+    linkDrivers_.clear();
+    parameters_.resize(1);
+    parameters_[0] = OptimizerParameters();
+    resetTimer();
+}
+
+void Optimizer::setStatusFile(const std::string& name) { statusfile = checkDirectorySeparators(name); }
+
+void Optimizer::setUpdate(SubUpdate* update) {
+    if (update == update_) return;
+    delete update_;
+    update_ = update;
+}
+
+bool Optimizer::update(const UpdateAction& action) const { return update_ == nullptr || (*update_)(action); }
+
+std::string Optimizer::getReason(int code) const {
+    if (code >= 0 && static_cast<size_t>(code) < reasons_.size()) return reasons_[static_cast<size_t>(code)];
+    return "unknown";
+}
+
+// ---------------------------------------------------------------------------
+// prepare
+
+namespace {
+
+// A dataset that holds a series of volumes of any element type.
+bool isSeries(const Dataset* data) { return data != nullptr && data->getNumDimensions() == 4; }
+
+}  // namespace
+
+void Optimizer::refreshTimes() const {
+    times_.clear();
+    if (!isSeries(data_)) return;
+    dispatchType(data_->getType(), [&](auto tag) {
+        using T = typename decltype(tag)::type;
+        const Dataset4D<T>& series = static_cast<const Dataset4D<T>&>(*data_);
+        for (unsigned t = 0; t < series.getDimensionT(); ++t) times_.push_back(series.getModelTime(t));
+    });
+}
+
+bool Optimizer::prepare() {
+    MESSAGE(1, "%s optimizer\n", name_.c_str());
+    if (data_ == nullptr) {
+        ERROR("Optimizer::prepare() no dataset");
+        return false;
+    }
+    const unsigned X = data_->getDimensionX(), Y = data_->getDimensionY(), Z = data_->getDimensionZ();
+    const unsigned T = data_->getDimensionT();
+    MESSAGE(1, "DATASET  : %s (%dx%dx%dx%d)\n", data_->getName().c_str(), T, X, Y, Z);
+    MESSAGE(1, "ERROR    : %s\n", error_ != nullptr ? error_->getName().c_str() : "-");
+    if (!isSeries(data_)) {
+        ERROR("Optimizer::prepare() dataset '%s' has no frames", data_->getName().c_str());
+        return false;
+    }
+    if (error_ != nullptr &&
+        (!isSeries(error_) || error_->getDimensionT() != T || error_->getDimensionX() != X ||
+         error_->getDimensionY() != Y || error_->getDimensionZ() != Z)) {
+        ERROR("dimension mismatch between data set (%dx%dx%dx%d) and error (%dx%dx%dx%d)", T, X, Y, Z,
+              error_->getDimensionT(), error_->getDimensionX(), error_->getDimensionY(), error_->getDimensionZ());
+        return false;
+    }
+    if (voi_ == nullptr) {
+        MESSAGE(1, "VOI     : -\n");
+    } else {
+        MESSAGE(1, "VOI     : %s (%dx%dx%d) with %d of %d active\n", voi_->getName().c_str(), voi_->getDimensionX(),
+                voi_->getDimensionY(), voi_->getDimensionZ(), voi_->numActive(), voi_->getVolumeSize());
+    }
+    if (model_ == nullptr) {
+        ERROR("Optimizer::prepare() no model");
+        return false;
+    }
+    if (model_->getType() == "Model") {
+        const Model* model = dynamic_cast<const Model*>(model_);
+        MESSAGE(1, "MODEL   : %s \n", model_->getName().c_str());
+        if (model == nullptr || model->getNumInputs() == 0) {
+            ERROR("no input function set for model '%s'", model_->getName().c_str());
+            return false;
+        }
+        MESSAGE(1, "INPUT   : %s \n", model->getInput(0u)->getName().c_str());
+    } else {
+        MESSAGE(1, "INPUTFCT: %s \n", model_->getName().c_str());
+    }
+    MESSAGE(1, "PARAMETERS: \n");
+    _MessageHelper::indent(2);
+    parameterIndex_.clear();
+    fitted_.clear();
+    linkDrivers_.clear();
+    if (voi_ != nullptr && (voi_->getDimensionX() != X || voi_->getDimensionY() != Y || voi_->getDimensionZ() != Z)) {
+        ERROR("dimension mismatch between data set (%dx%dx%d) and VOI (%dx%dx%d)", X, Y, Z, voi_->getDimensionX(),
+              voi_->getDimensionY(), voi_->getDimensionZ());
+        _MessageHelper::outdent(2);
+        return false;
+    }
+
+    // The free parameters, in the optimizable's order, are the fitted ones.
+    // Every parameter map takes the data's grid geometry.
+    const Unit& spaceUnit = data_->getSpaceUnit();
+    const std::vector<double> pixelSize = data_->getPixelSize();
+    const std::vector<double> origin = data_->getOrigin();
+    for (unsigned i = 0; i < model_->getNumParameters(); ++i) {
+        Parameter& p = model_->getParameterByIndex(i);
+        if (p.getState() == Parameter::FREE) {
+            const unsigned counter = static_cast<unsigned>(fitted_.size());
+            if (_MessageHelper::enabled(1)) {
+                const std::string line = p.getName() + " (" + num2string(counter) +
+                                         ") = " + num2string(p.getValueVolume()->getValue3D(0, 0, 0)) + " " +
+                                         p.getUnit().getName() + " \n";
+                MESSAGE(1, "%s", line.c_str());
+            }
+            parameterIndex_[p.getName()] = counter;
+            fitted_.push_back(Fitted{p.getName(), i});
+        }
+        if (model_->getParameterLink(p.getName()) >= 0) linkDrivers_.push_back(i);
+        for (Dataset3D<double>* volume : {p.getInitValueVolume(), p.getValueVolume(), p.getErrorVolume()}) {
+            volume->setSpaceUnit(spaceUnit);
+            volume->setPixelSize(pixelSize);
+            volume->setOrigin(origin);
+        }
+    }
+    _MessageHelper::outdent(2);
+    model_->resizeParameters(X, Y, Z);
+
+    const unsigned numActive = voi_ != nullptr ? voi_->numActive() : X * Y * Z;
+    if (voi_ != nullptr && numActive == 0) {
+        ERROR("VOI '%s' has 0 active voxels", voi_->getName().c_str());
+        return false;
+    }
+    parameters_.resize(numActive);
+    for (OptimizerParameters& record : parameters_) {
+        record.maxiter = maxiter;
+        record.abs_chisquare = abs_chisquare;
+        record.delta_chisquare = delta_chisquare;
+        record.abs_delta_argument = abs_delta_argument;
+        record.rel_delta_argument = rel_delta_argument;
+    }
+    refreshTimes();
+    resetTimer();
+    return true;
+}
+
+// ---------------------------------------------------------------------------
+// Per-voxel steps
+
+bool Optimizer::isActive(unsigned x, unsigned y, unsigned z) const {
+    return voi_ == nullptr || (*voi_)(x, y, z) != 0;
+}
+
+void Optimizer::loadSettings(const OptimizerParameters& record) {
+    maxiter = record.maxiter;
+    abs_chisquare = record.abs_chisquare;
+    delta_chisquare = record.delta_chisquare;
+    abs_delta_argument = record.abs_delta_argument;
+    rel_delta_argument = record.rel_delta_argument;
+}
+
+void Optimizer::stopByUser() {
+    WARNING("Optimization stopped by user!!!\n");
+    x_ = data_->getDimensionX();
+    y_ = data_->getDimensionY();
+    z_ = data_->getDimensionZ();
+}
+
+// The stored value of a parameter takes its initial value. The writer reads a
+// logarithmic parameter in log10 form, so the initial value is handed over in
+// that form; the writer also carries the value across the parameter's link.
+void Optimizer::initParameters() {
+    auto start = [this](unsigned index) {
+        const Parameter& p = model_->getParameterByIndex(index);
+        const double v = p.initValueAt(x_, y_, z_);
+        model_->setParameterValueByIndex(index, x_, y_, z_, p.getLog() ? std::log10(v) : v);
+    };
+    for (const Fitted& f : fitted_) start(f.index);
+    for (unsigned index : linkDrivers_) start(index);
+}
+
+double Optimizer::getData(Dataset* dataset, unsigned t) const {
+    if (dataset == nullptr) return 0.0;
+    return dataset->getValue4D(t, x_, y_, z_) * dataset->getUnit().getFactor() / model_->getUnit().getFactor();
+}
+
+InputFunction* Optimizer::inputInPlay() const {
+    if (model_ == nullptr) return nullptr;
+    if (model_->getType() == "Model") {
+        const Model* model = dynamic_cast<const Model*>(model_);
+        return model != nullptr && model->getNumInputs() > 0 ? model->getInput(0u) : nullptr;
+    }
+    return dynamic_cast<InputFunction*>(model_);
+}
+
+void Optimizer::finishParameters() {
+    const bool computed = voxelCovariance(x_, y_, z_);
+    for (const auto& entry : parameterIndex_) {
+        const unsigned i = entry.second + 1;
+        double v = computed ? voxelCovariance_[i][i] : 0.0;
+        if (v < 0.0) {
+            WARNING("INVALID covariance matrix entry %g for parameter '%s'\n", v, entry.first.c_str());
+            v = 0.0;
+        }
+        model_->setParameterError(entry.first, x_, y_, z_, std::sqrt(v));
+    }
+    if (InputFunction* input = inputInPlay()) input->checkCacheSize();
+}
+
+void Optimizer::printParameters(const std::string& title) const {
+    if (_MessageHelper::verbosity_ == 0) return;
+    MESSAGE(1, "%sPARAMETER VALUES:\n", title.c_str());
+    _MessageHelper::indent(2);
+    for (const auto& entry : parameterIndex_) {
+        const Parameter& p = model_->getParameterByIndex(fitted_[entry.second].index);
+        std::string line = stringPrintf(1024, "%s = %lg +/- %lg %s", entry.first.c_str(),
+                                        model_->getParameterValueByIndex(fitted_[entry.second].index, x_, y_, z_),
+                                        p.errorAt(x_, y_, z_), p.getUnit().getName().c_str());
+        if (p.getMax() > p.getMin()) line += stringPrintf(1024, " [ %lg, %lg ]", p.getMin(), p.getMax());
+        line += " \n";
+        MESSAGE(1, "%s", line.c_str());
+    }
+    _MessageHelper::outdent(2);
+}
+
+void Optimizer::finish() {
+    computeChiSquare(voi_);
+    computeCovariance(voi_);
+    update(UpdateAction(0));
+    x_ = y_ = z_ = 0;
+}
+
+// ---------------------------------------------------------------------------
+// Results
+
+Dataset3D<double>* Optimizer::getResult(const std::string& name) const {
+    if (model_ == nullptr || model_->hasParameter(name) < 0) {
+        ERROR("unknown parameter '%s'", name.c_str());
+        return nullptr;
+    }
+    return model_->getParameter(name).getValueVolume();
+}
+
+Dataset3D<double>* Optimizer::getError(const std::string& name) const {
+    if (model_ == nullptr || model_->hasParameter(name) < 0) {
+        ERROR("unknown parameter '%s'", name.c_str());
+        return nullptr;
+    }
+    return model_->getParameter(name).getErrorVolume();
+}
+
+namespace {
+
+// The error head and the name, with no closing newline of its own.
+void unknownParameter(const char* file, int line, const std::string& name) {
+    (void)_ErrorHelper(file, line);
+    mexPrintf("%s", ("unknown parameter '" + name + "'").c_str());
+}
+
+}  // namespace
+
+double Optimizer::getResult(const std::string& name, unsigned x, unsigned y, unsigned z) const {
+    if (model_ == nullptr || model_->hasParameter(name) < 0) {
+        unknownParameter(__FILE__, __LINE__, name);
+        return 0.0;
+    }
+    return model_->getParameterValue(name, x, y, z);
+}
+
+double Optimizer::getError(const std::string& name, unsigned x, unsigned y, unsigned z) const {
+    if (model_ == nullptr || model_->hasParameter(name) < 0) {
+        unknownParameter(__FILE__, __LINE__, name);
+        return 0.0;
+    }
+    return model_->getParameterError(name, x, y, z);
+}
+
+void Optimizer::getResult(const std::string& name, unsigned x, unsigned y, unsigned z, double* value,
+                          double* error) const {
+    if (value != nullptr) *value = getResult(name, x, y, z);
+    if (error != nullptr) *error = getError(name, x, y, z);
+}
+
+// ---------------------------------------------------------------------------
+// Timers: user CPU time of the process.
+
+namespace {
+
+bool userSeconds(double* seconds) {
+    struct rusage usage;
+    if (getrusage(RUSAGE_SELF, &usage) != 0) return false;
+    *seconds = static_cast<double>(usage.ru_utime.tv_sec) + 1e-6 * static_cast<double>(usage.ru_utime.tv_usec);
+    return true;
+}
+
+}  // namespace
+
+void Optimizer::resetTimer() {
+    totalTime_ = 0.0;
+    startTime_ = 0.0;
+    timerCount_ = 0;
+}
+
+void Optimizer::startTimer() {
+    double now;
+    if (userSeconds(&now)) startTime_ = now;
+}
+
+void Optimizer::incrementTimer(int n) {
+    double now;
+    if (!userSeconds(&now)) return;
+    totalTime_ += now - startTime_;
+    timerCount_ += n;
+}
+
+// ---------------------------------------------------------------------------
+// Status files: <statusfile>_<name>_<x>,<y>,<z>_<iteration>, blanks as '_'.
+
+void Optimizer::writeStatus(int iteration, const double* t, const double* y, unsigned T) const {
+    if (statusfile.empty() || model_ == nullptr) return;
+    char buffer[1024];
+    std::snprintf(buffer, sizeof buffer, "%s_%s_%d,%d,%d_%03d", statusfile.c_str(), model_->getName().c_str(),
+                  static_cast<int>(x_), static_cast<int>(y_), static_cast<int>(z_), iteration);
+    std::string fileName(buffer);
+    for (char& c : fileName)
+        if (c == ' ') c = '_';
+    std::ofstream out(fileName.c_str(), std::ios::out | std::ios::trunc);
+    if (!out) return;
+    out << "# Iteration: " << iteration << " \n";
+    out << "# t y fit\n";
+    for (unsigned i = 0; i < T; ++i) out << t[i] << " " << y[i] << " " << (*model_)(t[i], x_, y_, z_) << " \n";
+}

@@ -1,0 +1,325 @@
+// The optimizer's statistics: chi-square and covariance of a voxel and of the
+// VOI mean curve, the goodness-of-fit maps and the correlation matrix.
+//
+// All of it compares in normal units: data d = v * u_d, error e = v_e * u_e
+// (1 without an error dataset), model m = f * u_m, and
+//     chi-square = sum over frames of ((m - d) / e)^2.
+// The covariance is c * inverse(A), with the weighted normal matrix
+//     A(i, j) = sum over frames of (df/dp_i u_m) (df/dp_j u_m) / e^2
+// and c = chi-square / (T - P), the reduced chi-square: the errors scale
+// with the quality of the fit.
+#include <cmath>
+#include <limits>
+#include <memory>
+
+#include "Dataset4D.h"
+#include "Optimizable.h"
+#include "Optimizer.h"
+#include "VOI.h"
+#include "util/Message.h"
+#include "util/NumUtil.h"
+
+// ---------------------------------------------------------------------------
+// Matrix helpers
+
+void Matrix1::resize(unsigned rows, unsigned cols) {
+    block_.assign(static_cast<size_t>(rows + 1) * (cols + 1), 0.0);
+    rows_.resize(rows + 1);
+    for (unsigned i = 0; i <= rows; ++i) rows_[i] = block_.data() + static_cast<size_t>(i) * (cols + 1);
+}
+
+void Matrix1::zero() {
+    for (double& v : block_) v = 0.0;
+}
+
+bool invertMatrix(Matrix1& a, unsigned n) {
+    if (gaussj(a.rows(), static_cast<int>(n), nullptr, 0) == 0) return true;
+    for (unsigned i = 1; i <= n; ++i)
+        for (unsigned j = 1; j <= n; ++j) a[i][j] = std::numeric_limits<double>::quiet_NaN();
+    return false;
+}
+
+// ---------------------------------------------------------------------------
+// Chi-square and covariance
+
+double Optimizer::normalEquations(Optimizable* model, unsigned x, unsigned y, unsigned z, const double* d,
+                                  const double* e, Matrix1& A) const {
+    const unsigned P = static_cast<unsigned>(fitted_.size());
+    const double um = model_->getUnit().getFactor();
+    derivatives_.resize(P + 1);
+    double* dv = derivatives_.data();
+    double chi = 0.0;
+    for (unsigned t = 0; t < times_.size(); ++t) {
+        const double tm = times_[t];
+        const double et = e != nullptr ? e[t] : 1.0;
+        const double r = ((*model)(tm, x, y, z) * um - d[t]) / et;
+        chi += r * r;
+        for (unsigned i = 0; i < P; ++i) dv[i + 1] = model->derByIndex(fitted_[i].index, tm, x, y, z) * um;
+        const double e2 = et * et;
+        for (unsigned i = 1; i <= P; ++i)
+            for (unsigned j = 1; j <= i; ++j) A[i][j] += dv[i] * dv[j] / e2;
+    }
+    for (unsigned i = 1; i <= P; ++i)
+        for (unsigned j = 1; j < i; ++j) A[j][i] = A[i][j];
+    return chi;
+}
+
+void Optimizer::scaleAndInvert(Matrix1& A, double c) const {
+    const unsigned P = static_cast<unsigned>(fitted_.size());
+    for (unsigned i = 1; i <= P; ++i)
+        for (unsigned j = 1; j <= P; ++j) A[i][j] /= c;
+    invertMatrix(A, P);
+}
+
+double Optimizer::computeChiSquare(unsigned x, unsigned y, unsigned z) const {
+    if (data_ == nullptr) {
+        ERROR("no data set");
+        return 0.0;
+    }
+    if (model_ == nullptr) return 0.0;
+    refreshTimes();
+    const double ud = data_->getUnit().getFactor();
+    const double ue = error_ != nullptr ? error_->getUnit().getFactor() : 1.0;
+    const double um = model_->getUnit().getFactor();
+    double chi = 0.0;
+    for (unsigned t = 0; t < times_.size(); ++t) {
+        const double d = data_->getValue4D(t, x, y, z) * ud;
+        const double e = error_ != nullptr ? error_->getValue4D(t, x, y, z) * ue : 1.0;
+        const double m = (*model_)(times_[t], x, y, z) * um;
+        chi += ((m - d) / e) * ((m - d) / e);
+    }
+    return chi;
+}
+
+bool Optimizer::voxelCovariance(unsigned x, unsigned y, unsigned z) const {
+    const unsigned P = static_cast<unsigned>(fitted_.size());
+    voxelCovariance_.resize(P, P);
+    if (data_ == nullptr) {
+        // Once for the chi-square and once for the matrix, as the two steps
+        // of the covariance report it.
+        ERROR("no data set");
+        ERROR("no data set");
+        return false;
+    }
+    if (model_ == nullptr) return false;
+    const unsigned T = static_cast<unsigned>(times_.size());
+    const double ud = data_->getUnit().getFactor();
+    const double ue = error_ != nullptr ? error_->getUnit().getFactor() : 1.0;
+    curveData_.resize(T);
+    curveError_.resize(T);
+    for (unsigned t = 0; t < T; ++t) {
+        curveData_[t] = data_->getValue4D(t, x, y, z) * ud;
+        if (error_ != nullptr) curveError_[t] = error_->getValue4D(t, x, y, z) * ue;
+    }
+    const double chi = normalEquations(model_, x, y, z, curveData_.data(),
+                                       error_ != nullptr ? curveError_.data() : nullptr, voxelCovariance_);
+    scaleAndInvert(voxelCovariance_, chi / (static_cast<double>(T) - P));
+    return true;
+}
+
+Dataset2D<double> Optimizer::computeCovariance(unsigned x, unsigned y, unsigned z) const {
+    const unsigned P = static_cast<unsigned>(fitted_.size());
+    Dataset2D<double> result(P, P, 0.0);
+    refreshTimes();
+    if (!voxelCovariance(x, y, z)) return result;
+    for (unsigned i = 0; i < P; ++i)
+        for (unsigned j = 0; j < P; ++j) result(i, j) = voxelCovariance_[i + 1][j + 1];
+    return result;
+}
+
+namespace {
+
+// The region of a VOI-level figure: the VOI, or all voxels of the data.
+const VOI* regionOf(const VOI* voi, const Dataset* data, std::unique_ptr<VOI>& whole) {
+    if (voi != nullptr) return voi;
+    whole.reset(new VOI(data->getDimensionX(), data->getDimensionY(), data->getDimensionZ(), 1));
+    return whole.get();
+}
+
+// The mean curve of a dataset over the region, times its unit factor.
+std::vector<double> meanCurve(const VOI& region, const Dataset* data, unsigned T) {
+    std::vector<double> curve(T, 1.0);
+    if (data == nullptr) return curve;
+    const Dataset4D<double> mean = region.mean(data);
+    const double factor = data->getUnit().getFactor();
+    for (unsigned t = 0; t < T && t < mean.getDimensionT(); ++t) curve[t] = mean(t, 0, 0, 0) * factor;
+    return curve;
+}
+
+}  // namespace
+
+void Optimizer::computeChiSquare(VOI* voi) {
+    if (data_ == nullptr) {
+        ERROR("no data set");
+        return;
+    }
+    if (model_ == nullptr) return;
+    refreshTimes();
+    const unsigned T = static_cast<unsigned>(times_.size());
+    std::unique_ptr<VOI> whole;
+    const VOI* region = regionOf(voi, data_, whole);
+    const std::vector<double> d = meanCurve(*region, data_, T);
+    const std::vector<double> e = meanCurve(*region, error_, T);
+    chisquare_ = 0.0;
+    std::unique_ptr<Optimizable> average(model_->createAverage(region));
+    if (!average) return;
+    const double um = model_->getUnit().getFactor();
+    for (unsigned t = 0; t < T; ++t) {
+        const double m = (*average)(times_[t], 0, 0, 0) * um;
+        chisquare_ += ((m - d[t]) / e[t]) * ((m - d[t]) / e[t]);
+    }
+}
+
+void Optimizer::computeCovariance(VOI* voi) {
+    const unsigned P = static_cast<unsigned>(fitted_.size());
+    covariance_.resize(P, P);
+    covariance_ = 0.0;
+    if (data_ == nullptr) {
+        ERROR("no data set");
+        return;
+    }
+    if (model_ == nullptr) return;
+    refreshTimes();
+    const unsigned T = static_cast<unsigned>(times_.size());
+    std::unique_ptr<VOI> whole;
+    const VOI* region = regionOf(voi, data_, whole);
+    const std::vector<double> d = meanCurve(*region, data_, T);
+    const std::vector<double> e = meanCurve(*region, error_, T);
+    std::unique_ptr<Optimizable> average(model_->createAverage(region));
+    if (!average) return;
+    Matrix1 A;
+    A.resize(P, P);
+    normalEquations(average.get(), 0, 0, 0, d.data(), e.data(), A);
+    scaleAndInvert(A, chisquare_ / (static_cast<double>(T) - P));
+    for (unsigned i = 0; i < P; ++i)
+        for (unsigned j = 0; j < P; ++j) covariance_(i, j) = A[i + 1][j + 1];
+}
+
+Dataset2D<double> Optimizer::getCorr() const {
+    Dataset2D<double> corr(covariance_);
+    const unsigned P = covariance_.getDimensionX();
+    for (unsigned i = 0; i < P; ++i)
+        for (unsigned j = 0; j < P; ++j) corr(i, j) = covariance_(i, j) / std::sqrt(covariance_(i, i) * covariance_(j, j));
+    return corr;
+}
+
+// ---------------------------------------------------------------------------
+// Goodness of fit
+
+void Optimizer::mapGrid(unsigned& X, unsigned& Y, unsigned& Z) const {
+    const Dataset* grid = voi_ != nullptr ? static_cast<const Dataset*>(voi_) : data_;
+    X = grid != nullptr ? grid->getDimensionX() : 0;
+    Y = grid != nullptr ? grid->getDimensionY() : 0;
+    Z = grid != nullptr ? grid->getDimensionZ() : 0;
+}
+
+// Walks the grid x outermost, z innermost; the i-th active voxel takes record
+// i (the order in which the methods fill them). Inactive voxels, and active
+// ones beyond the records of the last run, stay 0.
+template <class T, class F>
+Dataset3D<T> Optimizer::fitMap(F f) const {
+    unsigned X, Y, Z;
+    mapGrid(X, Y, Z);
+    Dataset3D<T> map(X, Y, Z, T(0));
+    const double n = data_ != nullptr ? data_->getDimensionT() : 0.0;
+    const double k = static_cast<double>(parameterIndex_.size());
+    size_t record = 0;
+    for (unsigned x = 0; x < X; ++x)
+        for (unsigned y = 0; y < Y; ++y)
+            for (unsigned z = 0; z < Z; ++z) {
+                if (!isActive(x, y, z)) continue;
+                if (record >= parameters_.size()) return map;
+                map(x, y, z) = f(parameters_[record++], n, k, x, y, z);
+            }
+    return map;
+}
+
+Dataset3D<double> Optimizer::getChiSquareDOF() const {
+    ASSERT((data_ != nullptr ? data_->getDimensionT() : 0) > parameterIndex_.size());
+    return fitMap<double>([](const OptimizerParameters& r, double n, double k, unsigned, unsigned, unsigned) {
+        return r.chisquare_ / (n - k);
+    });
+}
+
+Dataset3D<double> Optimizer::getBIC() const {
+    ASSERT((data_ != nullptr ? data_->getDimensionT() : 0) > parameterIndex_.size());
+    return fitMap<double>([](const OptimizerParameters& r, double n, double k, unsigned, unsigned, unsigned) {
+        return n * std::log(r.chisquare_ / n) + k * std::log(n);
+    });
+}
+
+Dataset3D<double> Optimizer::getAIC() const {
+    ASSERT((data_ != nullptr ? data_->getDimensionT() : 0) > parameterIndex_.size());
+    return fitMap<double>([](const OptimizerParameters& r, double n, double k, unsigned, unsigned, unsigned) {
+        return n * std::log(r.chisquare_ / n) + 2.0 * k;
+    });
+}
+
+Dataset3D<double> Optimizer::getAICc() const {
+    ASSERT((data_ != nullptr ? data_->getDimensionT() : 0) > parameterIndex_.size());
+    return fitMap<double>([](const OptimizerParameters& r, double n, double k, unsigned, unsigned, unsigned) {
+        return n * std::log(r.chisquare_ / n) + 2.0 * k + 2.0 * k * (k + 1.0) / (n - k - 1.0);
+    });
+}
+
+// Deliberately the logarithm of chi / n, not chi / n itself.
+Dataset3D<double> Optimizer::getFPE() const {
+    ASSERT((data_ != nullptr ? data_->getDimensionT() : 0) > parameterIndex_.size());
+    return fitMap<double>([](const OptimizerParameters& r, double n, double k, unsigned, unsigned, unsigned) {
+        return std::log(r.chisquare_ / n) * (n + k + 1.0) / (n - k - 1.0);
+    });
+}
+
+Dataset3D<double> Optimizer::getHannanQuinn() const {
+    ASSERT((data_ != nullptr ? data_->getDimensionT() : 0) > parameterIndex_.size());
+    return fitMap<double>([](const OptimizerParameters& r, double n, double k, unsigned, unsigned, unsigned) {
+        return n * std::log(r.chisquare_ / n) + 2.0 * k * std::log(std::log(n));
+    });
+}
+
+// S, the chi-square of the constant model: the voxel's mean data value
+// against its data, weighted like the fit, in the model's unit.
+double Optimizer::constantChiSquare(unsigned x, unsigned y, unsigned z) const {
+    if (data_ == nullptr || model_ == nullptr) return 0.0;
+    const unsigned T = data_->getDimensionT();
+    const double um = model_->getUnit().getFactor();
+    const double sd = data_->getUnit().getFactor() / um;
+    const double se = error_ != nullptr ? error_->getUnit().getFactor() / um : 1.0;
+    double mean = 0.0;
+    for (unsigned t = 0; t < T; ++t) mean += data_->getValue4D(t, x, y, z) * sd;
+    mean /= T;
+    double S = 0.0;
+    for (unsigned t = 0; t < T; ++t) {
+        const double d = data_->getValue4D(t, x, y, z) * sd;
+        const double e = error_ != nullptr ? error_->getValue4D(t, x, y, z) * se : 1.0;
+        S += ((d - mean) / e) * ((d - mean) / e);
+    }
+    return S;
+}
+
+Dataset3D<double> Optimizer::getFTest() const {
+    ASSERT((data_ != nullptr ? data_->getDimensionT() : 0) > parameterIndex_.size());
+    ASSERT(parameterIndex_.size() > 1);
+    return fitMap<double>([this](const OptimizerParameters& r, double n, double k, unsigned x, unsigned y, unsigned z) {
+        const double S = constantChiSquare(x, y, z);
+        return (S - r.chisquare_) * (n - k) / (k - 1.0) / r.chisquare_;
+    });
+}
+
+Dataset3D<int> Optimizer::getNumIter() const {
+    ASSERT((data_ != nullptr ? data_->getDimensionT() : 0) > parameterIndex_.size());
+    return fitMap<int>(
+        [](const OptimizerParameters& r, double, double, unsigned, unsigned, unsigned) { return r.numiter; });
+}
+
+Dataset3D<int> Optimizer::getExitFlag() const {
+    ASSERT((data_ != nullptr ? data_->getDimensionT() : 0) > parameterIndex_.size());
+    return fitMap<int>(
+        [](const OptimizerParameters& r, double, double, unsigned, unsigned, unsigned) { return r.exitFlag_; });
+}
+
+Dataset3D<int> Optimizer::getRSC() const {
+    ASSERT((data_ != nullptr ? data_->getDimensionT() : 0) > parameterIndex_.size());
+    return fitMap<int>(
+        [](const OptimizerParameters& r, double, double, unsigned, unsigned, unsigned) { return r.rsc_; });
+}

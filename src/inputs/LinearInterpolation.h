@@ -1,0 +1,84 @@
+// The measured input function: a piecewise linear curve through the frames of
+// a dataset, usually a blood curve or a reference region.
+//
+// Sample i is the frame's model time T[i] and the parameter "y<i>" (state
+// const), so a dataset with one curve per voxel gives a per-voxel input.
+// Before T[0] the curve is the line from (0, 0) to the first sample; after
+// T[n-1] it continues with the slope of the last segment.
+//
+// The convolutions with exp(-k t) are summed in closed form interval by
+// interval. A fit walks the frames in order with one k, so each call reuses
+// the sum of the previous one and adds a single interval (the incremental
+// chain); any other call sums from 0. Nothing here allocates, builds strings
+// or looks names up per call.
+#ifndef KINETRA_INPUTS_LINEARINTERPOLATION_H
+#define KINETRA_INPUTS_LINEARINTERPOLATION_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "InputFunction.h"
+
+class LinearInterpolation : public InputFunction {
+public:
+    LinearInterpolation();
+    explicit LinearInterpolation(const std::string& name);
+    LinearInterpolation(const std::string& name, const Unit& unit);
+
+    double operator()(double t, unsigned x, unsigned y, unsigned z) override;
+    // A measured curve has no derivative by its samples: reports and gives 0.0.
+    double der(const std::string& name, double t, unsigned x, unsigned y, unsigned z) override;
+    double derByIndex(unsigned index, double t, unsigned x, unsigned y, unsigned z) override;
+    double convExp(double k, double t, unsigned x, unsigned y, unsigned z) override;
+    double convTimeExp(double k, double t, unsigned x, unsigned y, unsigned z) override;
+    // The frames of the 4D dataset become the samples (VOI ignored).
+    void initParameters(const Dataset* data, const VOI* voi) override;
+
+    // Loads the sample values of voxel (x, y, z) unless they are loaded already.
+    void precompute(unsigned x, unsigned y, unsigned z) {
+        if (parameter_.empty() || parameter_.size() != time_.size()) assertSizes();
+        if (!changed_ && x == x_ && y == y_ && z == z_) return;
+        load(x, y, z);
+    }
+
+    // int_a^b (y0 + m (s - x0)) exp(k s) ds
+    static double integrateInterval(double k, double a, double b, double x0, double y0, double m);
+    // int_a^b s (y0 + m (s - x0)) exp(k s) ds
+    static double integrateTimeInterval(double k, double a, double b, double x0, double y0, double m);
+
+    // The sample times T[0..n-1], in the dataset's time unit.
+    const std::vector<double>& getTimes() const { return time_; }
+    // The sample values of the voxel last loaded.
+    const std::vector<double>& getValues() const { return value_; }
+
+private:
+    // The incremental chain of one convolution: where the last call ended.
+    struct Chain {
+        std::uint32_t& lastIndex;
+        double& lastTime;
+        double& lastK;
+        double& lastSum;
+    };
+
+    // Prints the assertion report: one parameter per sample is required.
+    void assertSizes() const;
+    void load(unsigned x, unsigned y, unsigned z);
+    void resetChains();
+    // The closed-form convolution; Timed selects convTimeExp.
+    template <bool Timed>
+    double convolve(double k, double t, unsigned x, unsigned y, unsigned z, Chain chain);
+
+    std::vector<double> time_;
+    std::vector<double> value_;
+    std::uint32_t lastIndexConvExp_;
+    std::uint32_t lastIndexConvTimeExp_;
+    double lastTimeConvExp_;
+    double lastTimeConvTimeExp_;
+    double lastKConvExp_;
+    double lastKConvTimeExp_;
+    double lastSumConvExp_;
+    double lastSumConvTimeExp_;
+};
+
+#endif

@@ -1,0 +1,444 @@
+// The bridge between Matlab arrays and the toolbox's datasets.
+//
+// Every transfer is a full copy: a dataset never points into a Matlab array
+// and a Matlab array never aliases a dataset. The orders of dimensions differ
+// and are fixed: a Matlab array of sizes s1 x s2 x s3 x s4 is the dataset with
+// Z = s1, Y = s2, X = s3, T = s4, and A(z+1, y+1, x+1, t+1) is element
+// (t, x, y, z); a 2D array s1 x s2 is the slice with Y = s1, X = s2. Matlab
+// keeps z fastest, the dataset x fastest, so a copy is a transposition of
+// each volume, done here in tiles that keep both sides in cache.
+//
+// Element classes and types: logical -> unsigned char (2D and 3D input only),
+// double, single -> float, uint8 -> unsigned char, int16 -> short,
+// uint16 -> unsigned short, int32 -> int. Output is always real; "uchar" data
+// leave as uint8.
+#include "interfaces/MatlabInterface.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "Dataset4D.h"
+#include "VOI.h"
+#include "util/Message.h"
+
+namespace {
+
+// ---- Element classes ----
+
+// Calls f(TypeTag<T>()) for the element type of a numeric class that datasets
+// hold; false for every other class (logical included).
+template <class F>
+bool dispatchClass(mxClassID id, F&& f) {
+    switch (id) {
+    case mxDOUBLE_CLASS:
+        f(TypeTag<double>());
+        return true;
+    case mxSINGLE_CLASS:
+        f(TypeTag<float>());
+        return true;
+    case mxUINT8_CLASS:
+        f(TypeTag<unsigned char>());
+        return true;
+    case mxINT16_CLASS:
+        f(TypeTag<short>());
+        return true;
+    case mxUINT16_CLASS:
+        f(TypeTag<unsigned short>());
+        return true;
+    case mxINT32_CLASS:
+        f(TypeTag<int>());
+        return true;
+    default:
+        return false;
+    }
+}
+
+template <class T>
+mxClassID classOf();
+template <>
+mxClassID classOf<double>() { return mxDOUBLE_CLASS; }
+template <>
+mxClassID classOf<float>() { return mxSINGLE_CLASS; }
+template <>
+mxClassID classOf<int>() { return mxINT32_CLASS; }
+template <>
+mxClassID classOf<unsigned short>() { return mxUINT16_CLASS; }
+template <>
+mxClassID classOf<short>() { return mxINT16_CLASS; }
+template <>
+mxClassID classOf<unsigned char>() { return mxUINT8_CLASS; }
+
+// Element i of a numeric or logical array as a double, by its class.
+double elementAsDouble(const mxArray* a, size_t i) {
+    const void* data = mxGetData(a);
+    switch (mxGetClassID(a)) {
+    case mxDOUBLE_CLASS: return static_cast<const double*>(data)[i];
+    case mxSINGLE_CLASS: return static_cast<const float*>(data)[i];
+    case mxLOGICAL_CLASS: return static_cast<const mxLogical*>(data)[i] ? 1.0 : 0.0;
+    case mxINT8_CLASS: return static_cast<const signed char*>(data)[i];
+    case mxUINT8_CLASS: return static_cast<const unsigned char*>(data)[i];
+    case mxINT16_CLASS: return static_cast<const short*>(data)[i];
+    case mxUINT16_CLASS: return static_cast<const unsigned short*>(data)[i];
+    case mxINT32_CLASS: return static_cast<const int*>(data)[i];
+    case mxUINT32_CLASS: return static_cast<const unsigned int*>(data)[i];
+    case mxINT64_CLASS: return double(static_cast<const long long*>(data)[i]);
+    case mxUINT64_CLASS: return double(static_cast<const unsigned long long*>(data)[i]);
+    default: return 0.0;
+    }
+}
+
+// ---- Transposition of one volume ----
+
+// Matlab order: z + Z*(y + Y*x). Dataset order: (z*Y + y)*X + x. A slice is
+// the volume with Y = 1 and its Y in the place of Z.
+constexpr unsigned TILE = 32;
+
+template <class To, class From>
+void toDatasetOrder(To* dataset, const From* matlab, unsigned X, unsigned Y, unsigned Z) {
+    const size_t plane = size_t(X) * Y;
+    for (unsigned y = 0; y < Y; ++y)
+        for (unsigned x0 = 0; x0 < X; x0 += TILE)
+            for (unsigned z0 = 0; z0 < Z; z0 += TILE) {
+                const unsigned x1 = std::min(X, x0 + TILE), z1 = std::min(Z, z0 + TILE);
+                for (unsigned x = x0; x < x1; ++x) {
+                    const From* in = matlab + size_t(Z) * (y + size_t(Y) * x);
+                    To* out = dataset + size_t(y) * X + x;
+                    for (unsigned z = z0; z < z1; ++z) out[z * plane] = static_cast<To>(in[z]);
+                }
+            }
+}
+
+template <class T>
+void toMatlabOrder(T* matlab, const T* dataset, unsigned X, unsigned Y, unsigned Z) {
+    const size_t plane = size_t(X) * Y;
+    for (unsigned y = 0; y < Y; ++y)
+        for (unsigned x0 = 0; x0 < X; x0 += TILE)
+            for (unsigned z0 = 0; z0 < Z; z0 += TILE) {
+                const unsigned x1 = std::min(X, x0 + TILE), z1 = std::min(Z, z0 + TILE);
+                for (unsigned x = x0; x < x1; ++x) {
+                    T* out = matlab + size_t(Z) * (y + size_t(Y) * x);
+                    const T* in = dataset + size_t(y) * X + x;
+                    for (unsigned z = z0; z < z1; ++z) out[z] = in[z * plane];
+                }
+            }
+}
+
+// A volume whose own element count differs from the grid it is copied on
+// (possible after a resize that kept the count of another grid) is copied
+// element by element as far as its memory goes.
+template <class T>
+bool fits(const Dataset3D<T>& volume, unsigned X, unsigned Y, unsigned Z) {
+    return volume.getVolumeSize() == X * Y * Z;
+}
+
+}  // namespace
+
+// ---- Array to dataset and back, one template per class and direction ----
+//
+// The dataset has the sizes of the array already (see createDataset2D/3D/4D
+// and createDataArray2D/3D/4D); values are copied without conversion.
+
+template <class T>
+void copy(Dataset2D<T>* d, const mxArray* a) {
+    const T* in = static_cast<const T*>(mxGetData(a));
+    if (in) toDatasetOrder(d->getData(), in, d->getDimensionX(), 1, d->getDimensionY());
+}
+
+template <class T>
+void copy(Dataset3D<T>* d, const mxArray* a) {
+    const T* in = static_cast<const T*>(mxGetData(a));
+    if (in) toDatasetOrder(d->getData(), in, d->getDimensionX(), d->getDimensionY(), d->getDimensionZ());
+}
+
+template <class T>
+void copy(Dataset4D<T>* d, const mxArray* a) {
+    const T* in = static_cast<const T*>(mxGetData(a));
+    if (!in) return;
+    const unsigned X = d->getDimensionX(), Y = d->getDimensionY(), Z = d->getDimensionZ();
+    for (unsigned t = 0; t < d->getDimensionT(); ++t)
+        toDatasetOrder((*d)(t).getData(), in + size_t(t) * X * Y * Z, X, Y, Z);
+}
+
+template <class T>
+void copy(mxArray* a, Dataset2D<T>* d) {
+    T* out = static_cast<T*>(mxGetData(a));
+    if (out) toMatlabOrder(out, d->getData(), d->getDimensionX(), 1, d->getDimensionY());
+}
+
+template <class T>
+void copy(mxArray* a, Dataset3D<T>* d) {
+    T* out = static_cast<T*>(mxGetData(a));
+    const unsigned X = d->getDimensionX(), Y = d->getDimensionY(), Z = d->getDimensionZ();
+    if (out) toMatlabOrder(out, d->getData(), X, Y, Z);
+}
+
+template <class T>
+void copy(mxArray* a, Dataset4D<T>* d) {
+    T* out = static_cast<T*>(mxGetData(a));
+    if (!out) return;
+    const unsigned X = d->getDimensionX(), Y = d->getDimensionY(), Z = d->getDimensionZ();
+    for (unsigned t = 0; t < d->getDimensionT(); ++t) {
+        T* frame = out + size_t(t) * X * Y * Z;
+        const Dataset3D<T>& volume = (*d)(t);
+        if (fits(volume, X, Y, Z)) {
+            toMatlabOrder(frame, volume.getData(), X, Y, Z);
+            continue;
+        }
+        const unsigned n = volume.getVolumeSize();
+        size_t k = 0;
+        for (unsigned x = 0; x < X; ++x)
+            for (unsigned y = 0; y < Y; ++y)
+                for (unsigned z = 0; z < Z; ++z, ++k) {
+                    const unsigned i = (z * Y + y) * X + x;
+                    frame[k] = i < n ? volume(i) : T(0);
+                }
+    }
+}
+
+// ---- Shapes ----
+
+bool MatlabInterface::isScalar(const mxArray* a) {
+    return mxGetNumberOfDimensions(a) == 2 && mxGetDimensions(a)[0] == 1 && mxGetDimensions(a)[1] == 1;
+}
+
+bool MatlabInterface::is2D(const mxArray* a) { return mxGetNumberOfDimensions(a) == 2; }
+bool MatlabInterface::is3D(const mxArray* a) { return mxGetNumberOfDimensions(a) == 3; }
+bool MatlabInterface::is4D(const mxArray* a) { return mxGetNumberOfDimensions(a) == 4; }
+
+bool MatlabInterface::isVOI(const mxArray* a) {
+    return mxGetNumberOfDimensions(a) == 3 && mxGetClassID(a) == mxLOGICAL_CLASS;
+}
+
+// A 1x3 or 3x1 numeric array; each value is converted from its class and
+// truncated toward zero. Coordinates are taken as given, counted from 0.
+bool MatlabInterface::getPoint(const mxArray* a, int* x, int* y, int* z) {
+    if (!mxIsNumeric(a) || mxGetNumberOfDimensions(a) != 2) return false;
+    const mwSize m = mxGetDimensions(a)[0], n = mxGetDimensions(a)[1];
+    if ((m != 1 && n != 1) || (m != 3 && n != 3)) return false;
+    *x = fromDouble<int>(elementAsDouble(a, 0));
+    *y = fromDouble<int>(elementAsDouble(a, 1));
+    *z = fromDouble<int>(elementAsDouble(a, 2));
+    return true;
+}
+
+// A numeric row or column (a 0x1 array gives an empty vector).
+bool MatlabInterface::getVector(const mxArray* a, std::vector<double>& v) {
+    if (!mxIsNumeric(a) || mxGetNumberOfDimensions(a) != 2) return false;
+    const mwSize m = mxGetDimensions(a)[0], n = mxGetDimensions(a)[1];
+    if (m != 1 && n != 1) return false;
+    v.resize(std::max(m, n));
+    for (size_t i = 0; i < v.size(); ++i) v[i] = elementAsDouble(a, i);
+    return true;
+}
+
+// ---- Arrays to datasets ----
+
+Dataset* MatlabInterface::createDataset(int nrhs, const mxArray** prhs, int index, const std::string& name,
+                                        bool withTime) {
+    if (index < 0 || index >= nrhs || !prhs[index]) return nullptr;
+    const mxArray* a = prhs[index];
+    const mwSize dims = mxGetNumberOfDimensions(a);
+    Dataset* data = nullptr;
+    switch (dims) {
+    case 2:
+        data = createDataset2D(a);
+        break;
+    case 3:
+        data = createDataset3D(a);
+        break;
+    case 4:
+        data = createDataset4D(a);
+        break;
+    default:
+        MESSAGE(1, "KINETRA: %dD data not supported\n", int(dims));
+        return nullptr;
+    }
+    if (!data) return nullptr;  // the maker has said why
+    data->setName(name);
+    if (dims != 4 || !withTime || nrhs <= index + 1) return data;
+
+    // The T-by-2 time array: frame starts in column 1, lengths in column 2.
+    const mxArray* times = prhs[index + 1];
+    const int frames = int(mxGetDimensions(a)[3]);
+    if (mxGetClassID(times) != mxDOUBLE_CLASS) {
+        MESSAGE(1, "KINETRA: time array should be of type double\n");
+        delete data;
+        return nullptr;
+    }
+    if (mxGetNumberOfDimensions(times) != 2) {
+        MESSAGE(1, "KINETRA: time array should be a %dx2 matrix\n", frames);
+        delete data;
+        return nullptr;
+    }
+    const int rows = int(mxGetDimensions(times)[0]), columns = int(mxGetDimensions(times)[1]);
+    if (rows != frames || columns != 2) {
+        MESSAGE(1, "KINETRA: invalid time array size %dx%d, should be %dx2\n", rows, columns, frames);
+        delete data;
+        return nullptr;
+    }
+    const double* table = mxGetPr(times);
+    for (int i = 0; i < frames; ++i) {
+        data->setTime(unsigned(i), table[i]);
+        data->setFrameLength(unsigned(i), table[i + frames]);
+    }
+    return data;
+}
+
+Dataset* MatlabInterface::createDataset2D(const mxArray* a) {
+    const unsigned Y = unsigned(mxGetDimensions(a)[0]), X = unsigned(mxGetDimensions(a)[1]);
+    Dataset* result = nullptr;
+    if (mxGetClassID(a) == mxLOGICAL_CLASS) {
+        auto* d = new Dataset2D<unsigned char>(X, Y, 0);
+        const auto* in = static_cast<const mxLogical*>(mxGetData(a));
+        if (in) toDatasetOrder(d->getData(), in, X, 1, Y);
+        return d;
+    }
+    if (!dispatchClass(mxGetClassID(a), [&](auto tag) {
+            using T = typename decltype(tag)::type;
+            auto* d = new Dataset2D<T>(X, Y, T(0));
+            copy(d, a);
+            result = d;
+        }))
+        MESSAGE(1, "KINETRA: unsupported 2D data type");
+    return result;
+}
+
+Dataset* MatlabInterface::createDataset3D(const mxArray* a) {
+    const mwSize* dims = mxGetDimensions(a);
+    const unsigned Z = unsigned(dims[0]), Y = unsigned(dims[1]), X = unsigned(dims[2]);
+    Dataset* result = nullptr;
+    if (mxGetClassID(a) == mxLOGICAL_CLASS) {
+        auto* d = new Dataset3D<unsigned char>(X, Y, Z, 0);
+        const auto* in = static_cast<const mxLogical*>(mxGetData(a));
+        if (in) toDatasetOrder(d->getData(), in, X, Y, Z);
+        return d;
+    }
+    if (!dispatchClass(mxGetClassID(a), [&](auto tag) {
+            using T = typename decltype(tag)::type;
+            auto* d = new Dataset3D<T>(X, Y, Z, T(0));
+            copy(d, a);
+            result = d;
+        }))
+        MESSAGE(1, "KINETRA: unsupported 3D data type");
+    return result;
+}
+
+Dataset* MatlabInterface::createDataset4D(const mxArray* a) {
+    const mwSize* dims = mxGetDimensions(a);
+    const unsigned Z = unsigned(dims[0]), Y = unsigned(dims[1]), X = unsigned(dims[2]), T_ = unsigned(dims[3]);
+    Dataset* result = nullptr;
+    if (!dispatchClass(mxGetClassID(a), [&](auto tag) {
+            using T = typename decltype(tag)::type;
+            auto* d = new Dataset4D<T>(T_, X, Y, Z, T(0));
+            copy(d, a);
+            result = d;
+        }))
+        MESSAGE(1, "KINETRA: unsupported 4D data type");
+    return result;
+}
+
+// Always a VOI, also for a 3D logical array, so that callers may use the
+// result as a VOI (numActive, statistics) whichever branch made it.
+Dataset3D<unsigned char>* MatlabInterface::createVOI(const mxArray* a) {
+    if (mxGetClassID(a) != mxLOGICAL_CLASS) {
+        MESSAGE(1, "KINETRA: voi must be of type logical\n");
+        return nullptr;
+    }
+    const auto* in = static_cast<const mxLogical*>(mxGetData(a));
+    if (isScalar(a)) return new VOI(1, 1, 1, static_cast<unsigned char>(in[0]));
+    if (!is3D(a)) {
+        MESSAGE(1, "KINETRA: voi is not 3D\n");
+        return nullptr;
+    }
+    const mwSize* dims = mxGetDimensions(a);
+    const unsigned Z = unsigned(dims[0]), Y = unsigned(dims[1]), X = unsigned(dims[2]);
+    VOI* voi = new VOI(X, Y, Z, 0);
+    if (in) toDatasetOrder(voi->getData(), in, X, Y, Z);
+    return voi;
+}
+
+// ---- Datasets to arrays ----
+
+namespace {
+
+// A new array of the dataset's class and of the given sizes (Z, Y, X, T
+// order), filled by copy<T> from the dataset of class Data<T>. The dimension
+// count is checked here too, so that a dataset of another class is never
+// read as this one.
+template <template <class> class Data>
+mxArray* createArray(const Dataset* d, unsigned dimensions, std::vector<mwSize> sizes) {
+    if (!d) return nullptr;
+    if (d->getNumDimensions() != dimensions) {
+        MESSAGE(1, "KINETRA: %uD data expected, data '%s' is %uD\n", dimensions, d->getName().c_str(),
+                d->getNumDimensions());
+        return nullptr;
+    }
+    mxArray* array = nullptr;
+    if (!dispatchType(d->getType(), [&](auto tag) {
+            using T = typename decltype(tag)::type;
+            array = mxCreateNumericArray(sizes.size(), sizes.data(), classOf<T>(), mxREAL);
+            copy(array, const_cast<Data<T>*>(static_cast<const Data<T>*>(d)));
+        }))
+        MESSAGE(1, "KINETRA: unsupported data format '%s'", d->getType().c_str());
+    return array;
+}
+
+}  // namespace
+
+mxArray* MatlabInterface::createDataArray1D(const std::vector<double>& v) {
+    mxArray* array = mxCreateDoubleMatrix(v.size(), 1, mxREAL);
+    if (!v.empty()) std::copy(v.begin(), v.end(), mxGetPr(array));
+    return array;
+}
+
+mxArray* MatlabInterface::createDataArray2D(const Dataset* d) {
+    if (!d) return nullptr;
+    return createArray<Dataset2D>(d, 2, {d->getDimensionY(), d->getDimensionX()});
+}
+
+mxArray* MatlabInterface::createDataArray3D(const Dataset* d) {
+    if (!d) return nullptr;
+    return createArray<Dataset3D>(d, 3, {d->getDimensionZ(), d->getDimensionY(), d->getDimensionX()});
+}
+
+mxArray* MatlabInterface::createDataArray4D(const Dataset* d) {
+    if (!d) return nullptr;
+    return createArray<Dataset4D>(
+        d, 4, {d->getDimensionZ(), d->getDimensionY(), d->getDimensionX(), d->getDimensionT()});
+}
+
+// T-by-2: frame starts, frame lengths. Not a series: 0-by-2.
+mxArray* MatlabInterface::createTimeArray(const Dataset* d) {
+    const unsigned frames = d ? d->getDimensionT() : 0;
+    mxArray* array = mxCreateDoubleMatrix(frames, 2, mxREAL);
+    double* table = mxGetPr(array);
+    for (unsigned i = 0; i < frames; ++i) {
+        table[i] = d->getTime(i);
+        table[i + frames] = d->getFrameLength(i);
+    }
+    return array;
+}
+
+// The unit cell: {name; type; factor}.
+void MatlabInterface::addOutputUnit(mxArray** slot, const Unit* unit) {
+    if (!slot || !unit) return;
+    mxArray* cell = mxCreateCellMatrix(3, 1);
+    mxSetCell(cell, 0, mxCreateString(unit->getName().c_str()));
+    mxSetCell(cell, 1, mxCreateString(unit->getTypeString().c_str()));
+    mxSetCell(cell, 2, mxCreateDoubleScalar(unit->getFactor()));
+    *slot = cell;
+}
+
+#define KINETRA_INSTANTIATE_COPY(T)                            \
+    template void copy<T>(Dataset2D<T>*, const mxArray*);      \
+    template void copy<T>(Dataset3D<T>*, const mxArray*);      \
+    template void copy<T>(Dataset4D<T>*, const mxArray*);      \
+    template void copy<T>(mxArray*, Dataset2D<T>*);            \
+    template void copy<T>(mxArray*, Dataset3D<T>*);            \
+    template void copy<T>(mxArray*, Dataset4D<T>*);
+KINETRA_INSTANTIATE_COPY(double)
+KINETRA_INSTANTIATE_COPY(float)
+KINETRA_INSTANTIATE_COPY(int)
+KINETRA_INSTANTIATE_COPY(unsigned short)
+KINETRA_INSTANTIATE_COPY(short)
+KINETRA_INSTANTIATE_COPY(unsigned char)

@@ -1,0 +1,284 @@
+// Arithmetic between datasets, type conversion and the text reports.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sstream>
+
+#include "Dataset4D.h"
+#include "VOI.h"
+#include "data_support.h"
+
+using datatest::takeText;
+using datatest::Verbosity;
+
+TEST(DatasetTypes, DispatchMapsTheSixNames) {
+    std::vector<std::string> seen;
+    for (const char* name : {"double", "float", "int", "ushort", "short", "uchar"}) {
+        EXPECT_TRUE(dispatchType(name, [&](auto tag) {
+            using T = typename decltype(tag)::type;
+            seen.push_back(typeName<T>());
+            Dataset3D<T> d;
+            EXPECT_EQ(d.getType(), name);
+        }));
+    }
+    EXPECT_EQ(seen, (std::vector<std::string>{"double", "float", "int", "ushort", "short", "uchar"}));
+    EXPECT_FALSE(dispatchType("Double", [&](auto) { ADD_FAILURE(); }));
+    EXPECT_EQ(Dataset::pixelValue(short(32767)), 1.0);
+    EXPECT_EQ(Dataset::pixelValue((unsigned char)51), 0.2);
+}
+
+TEST(DatasetArithmetic, ScalarsTruncateInIntegerTypes) {
+    Dataset3D<int> n(3, 1, 1, 0);
+    n(0) = 3;
+    n(1) = -3;
+    n(2) = 7;
+    n *= 0.5;
+    EXPECT_EQ(n(0), 1);
+    EXPECT_EQ(n(1), -1);
+    EXPECT_EQ(n(2), 3);
+    n /= 2.0;
+    EXPECT_EQ(n(2), 1);
+    n -= 0.9;
+    EXPECT_EQ(n(2), 0);
+    Dataset4D<float> f(2, 1, 1, 1, 1.0f);
+    f += 0.25;
+    EXPECT_EQ(f(1, 0, 0, 0), 1.25f);
+}
+
+TEST(DatasetArithmetic, ElementwiseInTheElementType) {
+    Dataset3D<int> a(2, 1, 1, 0), b(2, 1, 1, 2);
+    a(0) = 7;
+    a(1) = -7;
+    a /= b;  // integer division truncates toward zero
+    EXPECT_EQ(a(0), 3);
+    EXPECT_EQ(a(1), -3);
+    b = 0;
+    a /= b;  // a zero divisor gives 0 instead of stopping the program
+    EXPECT_EQ(a(0), 0);
+
+    Dataset3D<unsigned char> c(1, 1, 1, 250), d(1, 1, 1, 10);
+    c += d;  // wraps as the language's conversion of the int sum does
+    EXPECT_EQ(c(0), 4);
+
+    Dataset3D<double> x(2, 2, 1, 1.5), y(2, 2, 1, 2.0);
+    x *= y;
+    x -= y;
+    EXPECT_EQ(x(1, 1, 0), 1.0);
+    EXPECT_EQ(takeText(), "");
+    // A 1x1x1 operand acts as a scalar (the grids still differ).
+    Dataset3D<double> s(1, 1, 1, 4.0);
+    x += s;
+    EXPECT_EQ(x(0, 1, 0), 5.0);
+    EXPECT_EQ(takeText(), "ERROR Dataset3D: invalid dimensions \n");
+
+    // Through the base class, with the class picked by type name.
+    Dataset& base = x;
+    base += y;
+    EXPECT_EQ(x(1, 0, 0), 7.0);
+    Dataset4D<short> p(2, 1, 1, 2, 5), q(2, 1, 1, 2, 3);
+    static_cast<Dataset&>(p) -= q;
+    EXPECT_EQ(p(1, 0, 0, 1), 2);
+    EXPECT_EQ(takeText(), "");
+}
+
+TEST(DatasetArithmetic, MismatchesAreReportedAndTheOperationGoesOn) {
+    Dataset3D<double> a(2, 1, 1, 1.0);
+    Dataset3D<float> f(2, 1, 1, 2.5f);
+    a += f;
+    EXPECT_EQ(takeText(), "ERROR Dataset: invalid types double += float \n");
+    // The operation went on; here the other side is read through its values.
+    EXPECT_EQ(a(1), 3.5);
+
+    Dataset4D<double> s(1, 2, 1, 1, 1.0);
+    a *= s;
+    EXPECT_EQ(takeText(), "ERROR Dataset: invalid dimensions 3 *= 4 \n");
+    Dataset2D<double> p(2, 1, 1.0), q(2, 1, 1.0);
+    p /= q;
+    EXPECT_EQ(takeText(), "ERROR Dataset: invalid dimension '2' \n");
+    // Through the base, both levels report; the volume operator reads the
+    // shorter operand as far as it goes.
+    Dataset3D<double> big(3, 1, 1, 1.0);
+    static_cast<Dataset&>(a) -= big;
+    EXPECT_EQ(takeText(),
+              "ERROR Dataset: invalid dimensions 3 -= 3 \n"
+              "ERROR Dataset3D: invalid dimensions \n");
+    EXPECT_EQ(a(1), 2.5);
+
+    Dataset4D<double> u(1, 2, 1, 1, 1.0), v(1, 2, 1, 1, 1.0);
+    u.setUnit(Unit("kBq/ml"));
+    u += v;
+    EXPECT_EQ(takeText(), "ERROR Dataset4D: invalid units \n");
+    EXPECT_EQ(u(0, 1, 0, 0), 2.0);
+    Dataset4D<double> longer(3, 2, 1, 1, 1.0);
+    longer.setUnit(Unit("kBq/ml"));
+    u += longer;
+    EXPECT_EQ(takeText(), "ERROR Dataset4D: invalid dimensions \n");
+}
+
+TEST(DatasetChecks, DimensionsUnitsAndVOIs) {
+    Dataset4D<double> a(2, 3, 4, 5), b(2, 3, 4, 5), c(3, 3, 4, 5);
+    EXPECT_TRUE(a.checkDimensions(&b));
+    EXPECT_FALSE(a.checkDimensions(&c));
+    Dataset3D<double> v(3, 4, 5);
+    EXPECT_FALSE(a.checkDimensions(&v));
+    EXPECT_TRUE(a.checkUnit(&v));
+    v.setUnit(Unit("Bq/ml"));
+    EXPECT_FALSE(a.checkUnit(&v));
+    VOI mask(3, 4, 5, 1), other(3, 4, 4, 1);
+    EXPECT_TRUE(a.checkVOI(&mask));
+    EXPECT_TRUE(v.checkVOI(&mask));
+    EXPECT_FALSE(v.checkVOI(&other));
+    EXPECT_EQ(takeText(), "");
+    Dataset2D<int> d2;
+    EXPECT_FALSE(d2.checkVOI(&mask));
+    EXPECT_EQ(takeText(), "ERROR Dataset: invalid dimension '2' \n");
+}
+
+TEST(DatasetConversion, TruncatesAndCarriesUnitsButNotMidframe) {
+    Dataset3D<short> s(1, 1, 1, 3);
+    EXPECT_EQ(convertType(&s, "short"), &s);  // the same object, not a copy
+
+    Dataset4D<double> d(2, 2, 1, 1, 0.0);
+    d(0, 0, 0, 0) = 2.9;
+    d(1, 1, 0, 0) = -2.9;
+    d.setTime(1, 60);
+    d.setFrameLength(1, 30);
+    d.setUnit(Unit("kBq/ml"));
+    d.setTimeUnit(Unit("min"));
+    d.setSpaceUnit(Unit("cm"));
+    d.setPixelSize({1, 2, 3});
+    d.midframe_approx = true;
+    std::unique_ptr<Dataset> n(convertType(&d, "int"));
+    ASSERT_NE(n, nullptr);
+    EXPECT_EQ(n->getType(), "int");
+    auto& ints = static_cast<Dataset4D<int>&>(*n);
+    EXPECT_EQ(ints(0, 0, 0, 0), 2);
+    EXPECT_EQ(ints(1, 1, 0, 0), -2);
+    EXPECT_EQ(ints.getTime(1), 60.0);
+    EXPECT_EQ(ints.getFrameLength(1), 30.0);
+    EXPECT_EQ(ints.getUnit().getName(), "kBq/ml");
+    EXPECT_EQ(ints.getTimeUnit().getName(), "min");
+    EXPECT_EQ(ints.getSpaceUnit().getName(), "cm");
+    EXPECT_EQ(ints.getPixelSize(), (std::vector<double>{1, 2, 3}));
+    EXPECT_FALSE(ints.midframe_approx);
+
+    Dataset2D<float> f(2, 1, 0.5f);
+    std::unique_ptr<Dataset> g(convertType(&f, "double"));
+    EXPECT_EQ(g->getNumDimensions(), 2u);
+    EXPECT_EQ(g->getValue2D(1, 0), 0.5);
+    EXPECT_EQ(convertType(&f, "long"), nullptr);
+
+    // At verbosity 8 every non-zero element is traced.
+    Verbosity loud(8);
+    Dataset3D<double> one(2, 1, 1, 0.0);
+    one(1) = 1.75;
+    std::unique_ptr<Dataset> u(convertType(&one, "uchar"));
+    EXPECT_EQ(takeText(), "src(double): 1.75, dest: 1.\n");
+}
+
+TEST(DatasetReports, InfoOfVolumeAndSlice) {
+    Dataset3D<double> d(4, 3, 2, 0.0);
+    d.setName("vol");
+    d(3) = 2.5;
+    d(4) = -1;
+    d.setUnit(Unit("kBq/ml"));
+    d.setPixelSize({1, 2, 3});
+    d.setOrigin({-1, 0.5, 0.125});
+    std::ostringstream out;
+    d.info(out);
+    EXPECT_EQ(out.str(),
+              "Dataset3D: vol (double)\n"
+              "  Dimension   : 2x3x4 (ZxYxX)\n"
+              "  Size[Origin]: 3.00x2.00x1.00 [0.12,0.50,-1.00]mm\n"
+              "  Unit        : Unit kBq/ml: type=ACTIVITY factor=1000 \n"
+              "  MemorySize  : 192 \n"
+              "  Min         : -1 \n"
+              "  Max         : 2.5 \n");
+
+    Dataset2D<unsigned char> s(2, 1, 7);
+    s.setName("s");
+    std::ostringstream two;
+    s.info(two);
+    EXPECT_EQ(two.str(),
+              "Dataset2D: s (uchar)\n"
+              "  Dimension   : 1x2 (YxX)\n"
+              "  Size[Origin]: 0.00x0.00 [0.00,0.00]mm\n"
+              "  Unit        : Unit : type=UNKNOWN factor=1 \n"
+              "  MemorySize  : 2 \n"
+              "  Min         : 7 \n"
+              "  Max         : 7 \n");
+}
+
+TEST(DatasetReports, InfoOfSeries) {
+    Dataset4D<float> d(2, 1, 1, 1, 1.5f);
+    d.setName("tac");
+    d.setTime(1, 12.5);
+    d.setFrameLength(0, 12.5);
+    d.setFrameLength(1, 30);
+    d.setPixelSize({1, 1, 2});
+    d.midframe_approx = true;
+    std::ostringstream out;
+    d.info(out);
+    EXPECT_EQ(out.str(),
+              "Dataset4D: tac (float)\n"
+              "  Dimension 2x1x1x1 (TxZxYxX)\n"
+              "  Size        : 2.00x1.00x1.00 [0.00,0.00,0.00] mm (ZxYxX)\n"
+              "  Unit        : Unit : type=UNKNOWN factor=1 \n"
+              "  TimeUnit    : Unit s: type=TIME factor=1 \n"
+              "  MemorySize  : 8 \n"
+              "  midFrames   : true \n"
+              "  Min         : 1.5 \n"
+              "  Max         : 1.5 \n"
+              "  Frame  0 : start 0s len 12.5s\n"
+              "  Frame  1 : start 12.5s len 30s\n");
+
+    Dataset4D<int> empty;
+    std::ostringstream none;
+    empty.info(none);
+    EXPECT_EQ(none.str(),
+              "Dataset4D:  (int)\n"
+              "  Dimension 0x0x0x0 (TxZxYxX)\n"
+              "  Unit        : Unit : type=UNKNOWN factor=1 \n"
+              "  TimeUnit    : Unit s: type=TIME factor=1 \n"
+              "  MemorySize  : 0 \n"
+              "  midFrames   : false \n"
+              "  Min         : 0 \n"
+              "  Max         : 0 \n");
+}
+
+TEST(DatasetReports, DumpsFollowVerbosity) {
+    Dataset2D<float> s(2, 2, 0.0f);
+    s.setName("s");
+    s(1, 0) = 0.1f;
+    s(0, 1) = 3;
+    std::ostringstream two;
+    two << static_cast<const Dataset&>(s);
+    EXPECT_EQ(two.str(), "Dataset2D('s',2x2)\n 0 0.1 \n 3 0 \n");
+
+    Dataset3D<double> v(2, 1, 2, 0.0);
+    v.setName("v");
+    v(1, 0, 1) = 1.0 / 3;
+    {
+        Verbosity quiet(1);
+        std::ostringstream head;
+        head << static_cast<const Dataset&>(v);
+        EXPECT_EQ(head.str(), "Dataset3D('v',2x1x2)");
+    }
+    {
+        Verbosity detailed(2);
+        std::ostringstream full;
+        full << static_cast<const Dataset&>(v);
+        EXPECT_EQ(full.str(), "Dataset3D('v',2x1x2) \n# z=0 \n 0 0 \n \n# z=1 \n 0 0.33333333333333 \n \n");
+    }
+    Dataset3D<short> one(1, 1, 1, -4);
+    one.setName("one");
+    std::ostringstream scalar;
+    scalar << static_cast<const Dataset&>(one);
+    EXPECT_EQ(scalar.str(), "Dataset3D('one',1x1x1) = -4 \n");
+
+    Dataset4D<unsigned char> t(1, 2, 1, 1, 200);
+    std::ostringstream info, dump;
+    t.info(info);
+    dump << static_cast<const Dataset&>(t);
+    EXPECT_EQ(dump.str(), info.str() + "# t = 0 z=0 \n 200 200 \n \n");
+}

@@ -1,0 +1,161 @@
+// A fit never crashes on bad input: each case prints its message, and the
+// optimizer and the objects stay usable for the next run.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <regex>
+
+#include "FitFixture.h"
+#include "models/Generic_1TC_Model.h"
+
+namespace {
+
+using fit::Scene;
+
+bool contains(const std::string& text, const std::string& pattern) {
+    return std::regex_search(text, std::regex(pattern));
+}
+
+// A 3 x 2 x 1 grid of noisy Generic_1TC data, k1 and k2 free.
+void noisyGrid(Scene& scene) {
+    scene.setModel(new Generic_1TC_Model(Unit("kBq/ml"), 0.4, 0.15, 1.0, 0.05), 3, 2, 1);
+    scene.model->setParameterState("alpha", Parameter::FIXED);
+    scene.model->setParameterState("beta", Parameter::FIXED);
+    scene.makeData();
+    scene.addNoise(0.05, 3);
+    scene.model->setParameterInitValue("k1", 0.3);
+    scene.model->setParameterInitValue("k2", 0.1);
+}
+
+TEST(OptimizerFailures, MissingWorkingSet) {
+    Scene scene;
+    noisyGrid(scene);
+    LevenbergMarquardt& lm = scene.lm;
+    mexhost::clearOutput();
+    lm.run();  // nothing set
+    EXPECT_TRUE(contains(mexhost::takeOutput(),
+                         "^Levenberg-Marquardt optimizer\nERROR Optimizer\\(\\d+\\): Optimizer::prepare\\(\\) no dataset \n$"));
+
+    lm.setData(scene.data.get());
+    lm.run();
+    EXPECT_TRUE(contains(mexhost::takeOutput(), "ERROR Optimizer\\(\\d+\\): Optimizer::prepare\\(\\) no model \n$"));
+
+    // A model without input.
+    Generic_1TC_Model bare;
+    lm.setOptimizable(&bare);
+    lm.run();
+    EXPECT_TRUE(contains(mexhost::takeOutput(),
+                         "MODEL   : Generic_1TC \nERROR Optimizer\\(\\d+\\): no input function set for model "
+                         "'Generic_1TC' \n$"));
+
+    // The same optimizer then runs a proper fit.
+    EXPECT_TRUE(contains(scene.run(), "INPUT   : plasma \n"));
+    EXPECT_EQ(lm.getParameters().size(), 6u);
+    EXPECT_EQ(lm.getParameters()[5].exitFlag_, LevenbergMarquardt::RELATIVE_CHISQUARE);
+}
+
+TEST(OptimizerFailures, MismatchingGrids) {
+    Scene scene;
+    noisyGrid(scene);
+    Dataset4D<double> shortError(10, 3, 2, 1, 1.0);
+    shortError.setName("short");
+    scene.lm.setData(scene.data.get());
+    scene.lm.setError(&shortError);
+    scene.lm.setOptimizable(scene.model.get());
+    mexhost::clearOutput();
+    scene.lm.run();
+    EXPECT_TRUE(contains(mexhost::takeOutput(), "dimension mismatch between data set \\(24x3x2x1\\) and error "
+                                                "\\(10x3x2x1\\) \n$"));
+
+    VOI small(2, 2, 1, 1);
+    small.setName("small");
+    scene.lm.setError(nullptr);
+    scene.lm.setVOI(&small);
+    scene.lm.run();
+    EXPECT_TRUE(contains(mexhost::takeOutput(), "dimension mismatch between data set \\(3x2x1\\) and VOI \\(2x2x1\\) \n$"));
+
+    // A volume is no series of frames.
+    Dataset3D<double> volume(3, 2, 1, 1.0);
+    volume.setName("volume");
+    scene.lm.setVOI(nullptr);
+    scene.lm.setData(&volume);
+    scene.lm.run();
+    EXPECT_TRUE(contains(mexhost::takeOutput(), "ERROR Optimizer\\(\\d+\\): Optimizer::prepare\\(\\) dataset 'volume' "
+                                                "has no frames \n$"));
+}
+
+TEST(OptimizerFailures, VOIWithoutActiveVoxels) {
+    Scene scene;
+    noisyGrid(scene);
+    scene.setVOI([](unsigned, unsigned, unsigned) { return false; });
+    const std::string text = scene.run();
+    EXPECT_TRUE(contains(text, "VOI     : voi \\(3x2x1\\) with 0 of 6 active\n"));
+    EXPECT_TRUE(contains(text, "ERROR Optimizer\\(\\d+\\): VOI 'voi' has 0 active voxels \n$"));
+}
+
+// NaN and infinite values skip their voxel with a warning; the other voxels
+// are fitted as usual.
+TEST(OptimizerFailures, NonFiniteData) {
+    Scene scene;
+    noisyGrid(scene);
+    (*scene.data)(5, 1, 0, 0) = std::nan("");
+    (*scene.error)(3, 2, 1, 0) = INFINITY;
+    const std::string text = scene.run(true);
+    EXPECT_TRUE(contains(text, "WARNING: voxel 1,0,0 has data or errors that are not finite: not fitted\n"));
+    EXPECT_TRUE(contains(text, "WARNING: voxel 2,1,0 has data or errors that are not finite: not fitted\n"));
+    const std::vector<OptimizerParameters>& r = scene.lm.getParameters();
+    for (size_t i = 0; i < r.size(); ++i) {
+        const bool skipped = (r[i].x_ == 1 && r[i].y_ == 0) || (r[i].x_ == 2 && r[i].y_ == 1);
+        EXPECT_EQ(r[i].exitFlag_, skipped ? 0 : LevenbergMarquardt::RELATIVE_CHISQUARE) << i;
+        EXPECT_EQ(std::isnan(r[i].chisquare_), skipped) << i;
+    }
+    EXPECT_EQ(scene.model->getParameterValue("k1", 1, 0, 0), 0.3);
+    EXPECT_TRUE(std::isnan(scene.model->getParameterError("k1", 1, 0, 0)));
+    EXPECT_NEAR(scene.model->getParameterValue("k1", 0, 0, 0), 0.4, 0.02);
+}
+
+// A zero error counts with weight 1 in the fit; the base statistics divide
+// by it and give errors that are not numbers, without stopping anything.
+TEST(OptimizerFailures, ZeroErrors) {
+    Scene scene;
+    noisyGrid(scene);
+    scene.run(false);
+    const double k1 = scene.model->getParameterValue("k1", 2, 1, 0);
+    const double k2 = scene.model->getParameterValue("k2", 2, 1, 0);
+    *scene.error = 0.0;
+    scene.run(true);
+    EXPECT_EQ(scene.model->getParameterValue("k1", 2, 1, 0), k1);
+    EXPECT_EQ(scene.model->getParameterValue("k2", 2, 1, 0), k2);
+    EXPECT_FALSE(std::isfinite(scene.model->getParameterError("k1", 2, 1, 0)));
+}
+
+// A hook that says stop after the first voxel: the warning, one record
+// filled, the closing statistics still computed, the hook told of the end.
+struct StopAfterFirst : SubUpdate {
+    std::vector<int>* seen;
+    explicit StopAfterFirst(std::vector<int>* s) : seen(s) {}
+    bool operator()(const UpdateAction& action) override {
+        seen->push_back(action.action_);
+        return false;
+    }
+};
+
+TEST(OptimizerFailures, StoppedByTheHook) {
+    Scene scene;
+    noisyGrid(scene);
+    std::vector<int> seen;
+    scene.lm.setUpdate(new StopAfterFirst(&seen));
+    const std::string text = scene.run();
+    EXPECT_TRUE(contains(text, "WARNING: Optimization stopped by user!!!\n$"));
+    EXPECT_EQ(seen, (std::vector<int>{1, 0}));
+    const std::vector<OptimizerParameters>& r = scene.lm.getParameters();
+    EXPECT_EQ(r[0].exitFlag_, LevenbergMarquardt::RELATIVE_CHISQUARE);
+    EXPECT_EQ(r[1].numiter, 0);
+    EXPECT_EQ(scene.lm.getX(), 0u);
+    EXPECT_EQ(scene.lm.getCovariance().getDimensionX(), 2u);
+    scene.lm.setUpdate(nullptr);
+    scene.run();
+    EXPECT_EQ(scene.lm.getParameters()[1].exitFlag_, LevenbergMarquardt::RELATIVE_CHISQUARE);
+}
+
+}  // namespace

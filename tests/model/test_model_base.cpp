@@ -1,0 +1,248 @@
+// The model base: inputs, synthetic data, curves, sensitivities, copying.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "model_support.h"
+#include "models/Cardiac_HutchinsI_Model.h"
+#include "models/Generic_1TC_Model.h"
+#include "mexhost.h"
+
+using namespace model_test;
+
+namespace {
+
+// k1 = 0.6/min, k2 = 0.3/min, alpha 0.9, beta 0.1 on a ramp input 2 t:
+// y(t) = 0.9 * 0.01 * conv(0.005, t) + 0.1 * 2 t.
+double rampModel(double t) {
+    const double k = 0.3 / 60, e = std::exp(-k * t);
+    return 0.9 * (0.6 / 60) * 2.0 * (t / k - (1 - e) / (k * k)) + 0.1 * 2.0 * t;
+}
+
+std::unique_ptr<Generic_1TC_Model> rampGeneric(RampInput& ramp) {
+    std::unique_ptr<Generic_1TC_Model> m(new Generic_1TC_Model(Unit("kBq/ml"), 0.6, 0.3, 0.9, 0.1));
+    m->addInput(&ramp);
+    return m;
+}
+
+}  // namespace
+
+TEST(ModelBase, CreateDataOnAnEvenGridOverTheParameterMaps) {
+    RampInput ramp;
+    auto m = rampGeneric(ramp);
+    m->resizeParameters(2, 1, 1);
+    m->setParameterValue("beta", 1, 0, 0, 0.0);
+    std::unique_ptr<Dataset4D<double>> d(m->createData(0.0, 60.0, 61));
+    ASSERT_NE(d, nullptr);
+    EXPECT_EQ(d->getDimensionT(), 61u);
+    EXPECT_EQ(d->getDimensionX(), 2u);
+    EXPECT_EQ(d->getDimensionY(), 1u);
+    EXPECT_EQ(d->getUnit().getName(), "kBq/ml");
+    for (unsigned i = 0; i < 61; ++i) {
+        EXPECT_DOUBLE_EQ(d->getTime(i), i);
+        EXPECT_DOUBLE_EQ(d->getFrameLength(i), 1.0);
+        EXPECT_NEAR((*d)(i, 0, 0, 0), rampModel(i), 1e-12 * (1 + rampModel(i)));
+        EXPECT_NEAR((*d)(i, 1, 0, 0), rampModel(i) - 0.2 * i, 1e-12 * (1 + rampModel(i)));
+    }
+    // One frame: the step is 0/0 and nothing guards it.
+    std::unique_ptr<Dataset4D<double>> one(m->createData(0.0, 60.0, 1));
+    ASSERT_NE(one, nullptr);
+    EXPECT_TRUE(std::isnan(one->getTime(0)));
+}
+
+TEST(ModelBase, CreateDataFromTimesAndFromADataset) {
+    RampInput ramp;
+    auto m = rampGeneric(ramp);
+    std::unique_ptr<Dataset4D<double>> d(m->createData(std::vector<double>{0.0, 10.0, 30.0, 35.0}));
+    ASSERT_NE(d, nullptr);
+    EXPECT_EQ(d->getDimensionX(), 1u);
+    const double lengths[] = {10.0, 20.0, 5.0, 5.0};
+    for (unsigned i = 0; i < 4; ++i) EXPECT_DOUBLE_EQ(d->getFrameLength(i), lengths[i]);
+    EXPECT_NEAR((*d)(2, 0, 0, 0), rampModel(30.0), 1e-12 * rampModel(30.0));
+
+    // Midframe approximation: frame (10, 4) is compared at 12.
+    Dataset4D<double> measured(2, 1, 1, 1, 0.0);
+    measured.setTime(0, 0.0);
+    measured.setFrameLength(0, 10.0);
+    measured.setTime(1, 10.0);
+    measured.setFrameLength(1, 4.0);
+    measured.setMidframeApprox(true);
+    measured.setUnit(Unit("Bq/ml"));
+    mexhost::clearOutput();
+    std::unique_ptr<Dataset4D<double>> sim(m->createData(measured));
+    EXPECT_EQ(mexhost::takeOutput(), "WARNING: unit of dataset (Bq/ml) != model unit (kBq/ml)!\n");
+    ASSERT_NE(sim, nullptr);
+    EXPECT_TRUE(sim->getMidframeApprox());
+    EXPECT_DOUBLE_EQ(sim->getTime(1), 10.0);
+    EXPECT_DOUBLE_EQ(sim->getFrameLength(1), 4.0);
+    EXPECT_NEAR((*sim)(1, 0, 0, 0), rampModel(12.0), 1e-12 * rampModel(12.0));
+    EXPECT_NEAR((*sim)(0, 0, 0, 0), rampModel(5.0), 1e-12 * rampModel(5.0));
+    EXPECT_EQ(sim->getUnit().getName(), "kBq/ml");
+}
+
+TEST(ModelBase, CreateTACComponentsThenInputs) {
+    RampInput first(2.0, "first", Unit("kBq/ml"));
+    RampInput second(3.0, "second", Unit("Bq/ml"));
+    auto m = rampGeneric(first);
+    m->addInput(&second);
+    std::unique_ptr<Dataset4D<double>> all(m->createTAC(0.0, 40.0, 5, 0, 0, 0, -1));
+    ASSERT_NE(all, nullptr);
+    EXPECT_EQ(all->getDimensionZ(), 4u);  // 2 components + 2 inputs
+    EXPECT_EQ(all->getDimensionX(), 1u);
+    const double t = 30.0;
+    const std::vector<double> components = m->computeAll(t, 0, 0, 0);
+    EXPECT_DOUBLE_EQ((*all)(3, 0, 0, 0), components[0]);
+    EXPECT_DOUBLE_EQ((*all)(3, 0, 0, 1), components[1]);
+    // With -1 the inputs stand in their own units ...
+    EXPECT_DOUBLE_EQ((*all)(3, 0, 0, 2), 2.0 * t);
+    EXPECT_DOUBLE_EQ((*all)(3, 0, 0, 3), 3.0 * t);
+    // ... and asked for singly, in the model's units.
+    std::unique_ptr<Dataset4D<double>> single(m->createTAC(std::vector<double>{t}, 0, 0, 0, 3));
+    ASSERT_NE(single, nullptr);
+    EXPECT_EQ(single->getDimensionZ(), 1u);
+    EXPECT_DOUBLE_EQ((*single)(0, 0, 0, 0), 3.0 * t / 1000);
+    std::unique_ptr<Dataset4D<double>> c1(m->createTAC(std::vector<double>{t}, 0, 0, 0, 1));
+    EXPECT_DOUBLE_EQ((*c1)(0, 0, 0, 0), components[1]);
+
+    mexhost::clearOutput();
+    EXPECT_EQ(m->createTAC(0.0, 40.0, 5, 0, 0, 0, 4), nullptr);
+    EXPECT_EQ(m->createTAC(0.0, 40.0, 5, 0, 0, 0, -2), nullptr);
+    const std::string out = mexhost::takeOutput();
+    EXPECT_NE(out.find("): component index '4' out of range\n \n"), std::string::npos) << out;
+    EXPECT_NE(out.find("): component index '-2' out of range\n \n"), std::string::npos) << out;
+
+    Dataset4D<double> measured(1, 1, 1, 1, 0.0);
+    measured.setTime(0, 10.0);
+    measured.setFrameLength(0, 4.0);
+    measured.setMidframeApprox(true);
+    std::unique_ptr<Dataset4D<double>> tac(m->createTAC(measured, 0, 0, 0, 2));
+    EXPECT_EQ(mexhost::takeOutput(), "WARNING: unit of TAC dataset () != model unit (kBq/ml)!\n");
+    EXPECT_DOUBLE_EQ((*tac)(0, 0, 0, 0), 24.0);
+}
+
+TEST(ModelBase, CreateDeltaHasOnePlanePerFreeParameter) {
+    RampInput ramp;
+    auto m = rampGeneric(ramp);
+    m->setParameterState("alpha", Parameter::FIXED);
+    std::unique_ptr<Dataset4D<double>> delta(m->createDelta(0.0, 40.0, 5, 0, 0, 0));
+    ASSERT_NE(delta, nullptr);
+    EXPECT_EQ(delta->getDimensionZ(), 3u);
+    EXPECT_DOUBLE_EQ(delta->getTime(4), 40.0);
+    EXPECT_DOUBLE_EQ((*delta)(4, 0, 0, 0), m->der("k1", 40.0, 0, 0, 0));
+    EXPECT_DOUBLE_EQ((*delta)(4, 0, 0, 1), m->der("k2", 40.0, 0, 0, 0));
+    EXPECT_DOUBLE_EQ((*delta)(4, 0, 0, 2), 80.0);  // d/dbeta = Ca
+    m->fixParameters();
+    std::unique_ptr<Dataset4D<double>> none(m->createDelta(0.0, 40.0, 5, 0, 0, 0));
+    ASSERT_NE(none, nullptr);
+    EXPECT_EQ(none->getDimensionZ(), 0u);
+}
+
+TEST(ModelBase, InputsAreListedFoundAndRemoved) {
+    RampInput a(1.0, "a"), b(1.0, "b");
+    Generic_1TC_Model m;
+    mexhost::clearOutput();
+    EXPECT_EQ(m.createData(0.0, 10.0, 3), nullptr);
+    EXPECT_EQ(m.createTAC(0.0, 10.0, 3, 0, 0, 0, -1), nullptr);
+    EXPECT_EQ(m.createDelta(0.0, 10.0, 3, 0, 0, 0), nullptr);
+    const std::string none = mexhost::takeOutput();
+    EXPECT_NE(none.find("): no input function set for model 'Generic_1TC' \n"), std::string::npos) << none;
+    EXPECT_EQ(m.getInput("a"), nullptr);
+
+    m.addInput(&a);
+    m.addInput(&b);
+    m.addInput(&a);
+    EXPECT_EQ(m.getInputNames(), (std::vector<std::string>{"a", "b", "a"}));
+    EXPECT_TRUE(m.existInput("b"));
+    EXPECT_FALSE(m.existInput("c"));
+    EXPECT_EQ(m.getInput("b"), &b);
+    EXPECT_EQ(m.getInput("c"), &a);  // the first, without a message
+    EXPECT_EQ(mexhost::takeOutput(), "");
+    EXPECT_DOUBLE_EQ(m.getInput("b", 4.0), 4.0);
+    EXPECT_DOUBLE_EQ(m.getInput(1u, 5.0), 5.0);
+    EXPECT_EQ(m.getInput("c", 4.0), 0.0);
+    EXPECT_EQ(m.getInput(7u), &a);
+    EXPECT_EQ(m.getInput(7u, 1.0), 0.0);
+    const std::string unknown = mexhost::takeOutput();
+    EXPECT_NE(unknown.find("): Model::getInput() unknown input 'c' \n"), std::string::npos) << unknown;
+    EXPECT_NE(unknown.find("): Model::getInput() unknown input 7 \n"), std::string::npos) << unknown;
+
+    m.setChanged(false);
+    m.removeInput(&a);
+    EXPECT_TRUE(m.getChanged());
+    EXPECT_EQ(m.getInputNames(), (std::vector<std::string>{"b"}));
+    m.removeInput("b");
+    EXPECT_EQ(m.getNumInputs(), 0u);
+    EXPECT_EQ(m.createData(0.0, 10.0, 3), nullptr);
+    // The model stays usable for its parameters.
+    m.setParameterValue("k1", 0.5);
+    EXPECT_DOUBLE_EQ(m.getParameterValue("k1", 0, 0, 0), 0.5);
+    mexhost::clearOutput();
+}
+
+TEST(ModelBase, InputParameters) {
+    RampInput a(1.0, "a"), b(1.0, "b");
+    a.resize(2);
+    b.resize(3);
+    Generic_1TC_Model m;
+    m.addInput(&a);
+    m.addInput(&b);
+    EXPECT_EQ(m.hasInputParameter("p1"), 0);
+    EXPECT_EQ(m.hasInputParameter("p2"), 1);
+    EXPECT_EQ(m.hasInputParameter("k1"), -1);
+    EXPECT_EQ(&m.getInputParameter("p2"), &b.getParameter("p2"));
+    mexhost::clearOutput();
+    // An unknown name: the model's text, then the first input's own failure
+    // for the empty name, which answers its first parameter.
+    EXPECT_EQ(&m.getInputParameter("q"), &a.getParameter("p0"));
+    const std::string out = mexhost::takeOutput();
+    EXPECT_NE(out.find("Model::sgtInputParameter() unknown input parameter 'q'ERROR Optimizable("), std::string::npos)
+        << out;
+    EXPECT_NE(out.find("Optimizable::getParameter() unknown parameter ''"), std::string::npos) << out;
+    m.fixInputParameters();
+    EXPECT_FALSE(b.isParameterFree("p0"));
+    m.freeInputParameters();
+    EXPECT_TRUE(b.isParameterFree("p0"));
+    // Without any input there is nothing to answer with but a placeholder.
+    Generic_1TC_Model bare;
+    EXPECT_EQ(bare.getInputParameter("q").getName(), "");
+    mexhost::clearOutput();
+}
+
+TEST(ModelBase, CopyFromTakesTheSharedParameters) {
+    Generic_1TC_Model g(Unit("kBq/ml"), 0.6, 0.3, 0.9, 0.1);
+    Cardiac_HutchinsI_Model h(Unit("kBq/ml"), 1.0, 2.0, 0.5);
+    h.resizeParameters(2, 1, 1);
+    h.setParameterValue("k2", 1, 0, 0, 3.0);
+    h.setParameterError("k1", 0.25);
+    h.setParameterInitValue("k2", 0.7);
+    EXPECT_EQ(g.copyFrom(&h), 2);
+    EXPECT_DOUBLE_EQ(g.getParameterValue("k1", 0, 0, 0), 1.0);
+    EXPECT_DOUBLE_EQ(g.getParameterValue("k2", 1, 0, 0), 3.0);
+    EXPECT_DOUBLE_EQ(g.getParameterError("k1", 1, 0, 0), 0.25);
+    EXPECT_DOUBLE_EQ(g.getParameterInitValue("k2", 0, 0, 0), 0.7);
+    EXPECT_DOUBLE_EQ(g.getParameterValue("alpha", 0, 0, 0), 0.9);
+    EXPECT_EQ(g.getParameter("k2").getValueVolume()->getDimensionX(), 2u);
+
+    Verbosity verbose(3);
+    mexhost::clearOutput();
+    h.copyFrom(&g);
+    const std::string out = mexhost::takeOutput();
+    EXPECT_NE(out.find("copying 'k1' from model Generic_1TC to Cardiac_HutchinsI\n"), std::string::npos) << out;
+}
+
+TEST(ModelBase, DerAllAndReport) {
+    RampInput ramp;
+    auto m = rampGeneric(ramp);
+    mexhost::clearOutput();
+    EXPECT_TRUE(m->derAll("k1", 1.0, 0, 0, 0).empty());
+    EXPECT_NE(mexhost::takeOutput().find("): Model::derAll() not implemented yet \n"), std::string::npos);
+    std::ostringstream out;
+    out << *m;
+    EXPECT_EQ(out.str().rfind("Model: Generic_1TC \n  Unit kBq/ml", 0), 0u) << out.str();
+    EXPECT_NE(out.str().find("Parameter beta:"), std::string::npos);
+    EXPECT_NE(out.str().find("InputFunction: ramp"), std::string::npos);
+}

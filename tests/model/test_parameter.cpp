@@ -1,0 +1,171 @@
+// Parameter: three owned volumes, recorded sizes, copies, units and reports.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "Dataset3D.h"
+#include "Dataset4D.h"
+#include "Parameter.h"
+#include "VOI.h"
+#include "mexhost.h"
+#include "util/Message.h"
+
+namespace {
+
+Parameter makeParameter(double value, double init) {
+    return Parameter("k1", Unit("1/min"), value, init, 0.0, 0.0, Parameter::FREE);
+}
+
+}  // namespace
+
+TEST(Parameter, ValueComesBeforeInitialValueAndVolumesAreNamed) {
+    Parameter p = makeParameter(0.4, 0.2);
+    VOI voi(1, 1, 1, 1);
+    EXPECT_DOUBLE_EQ(p.getValue(voi), 0.4);
+    EXPECT_DOUBLE_EQ(p.getInitValue(voi), 0.2);
+    EXPECT_DOUBLE_EQ(p.getError(voi), 0.0);
+    EXPECT_EQ(p.getValueVolume()->getName(), "k1_value");
+    EXPECT_EQ(p.getInitValueVolume()->getName(), "k1_init");
+    EXPECT_EQ(p.getErrorVolume()->getName(), "k1_error");
+    EXPECT_EQ(p.getValueVolume()->getUnit().getName(), "1/min");
+
+    Parameter unnamed("", Unit(), 1.0, 1.0, 0.0, 0.0, Parameter::FREE);
+    EXPECT_EQ(unnamed.getValueVolume()->getName(), "");
+    EXPECT_EQ(unnamed.getInitValueVolume()->getName(), "");
+    EXPECT_EQ(unnamed.getErrorVolume()->getName(), "");
+}
+
+TEST(Parameter, CountFollowsLiveObjects) {
+    const int before = Parameter::count_;
+    {
+        Parameter a = makeParameter(1.0, 1.0);
+        Parameter b(a);
+        EXPECT_EQ(Parameter::count_, before + 2);
+    }
+    EXPECT_EQ(Parameter::count_, before);
+}
+
+TEST(Parameter, ResizeSpreadsASingleValueButNotAMap) {
+    Parameter p = makeParameter(0.4, 0.2);
+    p.resize(4, 4, 2);
+    EXPECT_EQ(p.getValueSize(), 32u);
+    EXPECT_EQ(p.getInitSize(), 32u);
+    EXPECT_EQ(p.getErrorSize(), 32u);
+    for (unsigned i = 0; i < 32; ++i) {
+        EXPECT_DOUBLE_EQ((*p.getValueVolume())(i), 0.4);
+        EXPECT_DOUBLE_EQ((*p.getInitValueVolume())(i), 0.2);
+    }
+    VOI voi(4, 4, 2, 1);
+    EXPECT_DOUBLE_EQ(p.getValue(voi), 0.4);
+
+    // A map is not spread: it keeps its leading elements, new voxels are 0.
+    Parameter q = makeParameter(0.4, 0.2);
+    q.resize(2, 2, 1);
+    for (unsigned i = 0; i < 4; ++i) (*q.getValueVolume())(i) = 1.0 + i;
+    q.resize(4, 4, 2);
+    for (unsigned i = 0; i < 32; ++i) EXPECT_DOUBLE_EQ((*q.getValueVolume())(i), i < 4 ? 1.0 + i : 0.0) << i;
+}
+
+TEST(Parameter, SetValueFromDatasetKeepsTheRecordedSize) {
+    Parameter p = makeParameter(0.4, 0.2);
+    Dataset3D<float> map(2, 3, 1, 0.0f);
+    for (unsigned x = 0; x < 2; ++x)
+        for (unsigned y = 0; y < 3; ++y) map(x, y, 0) = static_cast<float>(10 * x + y);
+    p.setValue(&map);
+    EXPECT_EQ(p.getValueVolume()->getDimensionX(), 2u);
+    EXPECT_EQ(p.getValueVolume()->getDimensionY(), 3u);
+    EXPECT_DOUBLE_EQ(p.valueAt(1, 2, 0), 12.0);
+    EXPECT_EQ(p.getInitValueVolume()->getVolumeSize(), 1u);
+    EXPECT_EQ(p.getErrorVolume()->getVolumeSize(), 1u);
+    // The recorded size is still 1: a region value is element (0, 0, 0).
+    EXPECT_EQ(p.getValueSize(), 1u);
+    VOI voi(2, 3, 1, 1);
+    EXPECT_DOUBLE_EQ(p.getValue(voi), 0.0);
+    // Once resize records the size, the region mean is used.
+    p.resize(2, 3, 1);
+    EXPECT_DOUBLE_EQ(p.getValue(voi), (0 + 1 + 2 + 10 + 11 + 12) / 6.0);
+}
+
+TEST(Parameter, DatasetWritersRefuseOtherDimensions) {
+    Parameter p = makeParameter(0.4, 0.2);
+    Dataset4D<double> curve(3, 1, 1, 1, 5.0);
+    mexhost::clearOutput();
+    p.setValue(&curve);
+    p.setError(&curve);
+    p.setInitValue(&curve);
+    const std::string out = mexhost::takeOutput();
+    EXPECT_NE(out.find("ERROR Parameter("), std::string::npos) << out;
+    EXPECT_NE(out.find("): parameter values must be 3D! \n"), std::string::npos) << out;
+    EXPECT_NE(out.find("): parameter error values must be 3D! \n"), std::string::npos) << out;
+    EXPECT_NE(out.find("): parameter initial values must be 3D! \n"), std::string::npos) << out;
+    EXPECT_DOUBLE_EQ(p.valueAt(0, 0, 0), 0.4);
+    EXPECT_DOUBLE_EQ(p.initValueAt(0, 0, 0), 0.2);
+    EXPECT_DOUBLE_EQ(p.errorAt(0, 0, 0), 0.0);
+}
+
+TEST(Parameter, CopiesComeOutLinearWithTheirOwnVolumes) {
+    Parameter p = makeParameter(0.4, 0.2);
+    p.setLog(true);
+    EXPECT_EQ(p.getsState(), "free(log)");
+    p.resize(2, 1, 1);
+    Parameter copy(p);
+    EXPECT_FALSE(copy.getLog());
+    EXPECT_EQ(copy.getsState(), "free");
+    EXPECT_EQ(copy.getValueSize(), 2u);
+    EXPECT_NE(copy.getValueVolume(), p.getValueVolume());
+    copy.setValue(7.0);
+    EXPECT_DOUBLE_EQ(p.valueAt(0, 0, 0), 0.4);
+
+    // Assignment copies too; both objects stay usable after the source dies.
+    Parameter other = makeParameter(1.0, 1.0);
+    {
+        Parameter source = makeParameter(3.0, 2.0);
+        other = source;
+    }
+    EXPECT_DOUBLE_EQ(other.valueAt(0, 0, 0), 3.0);
+}
+
+TEST(Parameter, StateWords) {
+    Parameter p = makeParameter(1.0, 1.0);
+    EXPECT_EQ(p.getsState(), "free");
+    p.setState(Parameter::FIXED);
+    EXPECT_EQ(p.getsState(), "fixed");
+    p.setState(Parameter::LINKED);
+    EXPECT_EQ(p.getsState(), "linked");
+    p.setState(Parameter::CONST);
+    EXPECT_EQ(p.getsState(), "const");
+    p.setState(static_cast<Parameter::State>(7));
+    EXPECT_EQ(p.getsState(), "unknown");
+}
+
+TEST(Parameter, ChangeUnitConvertsBoundsOnlyWithANamedUnit) {
+    Parameter p("k", Unit("s"), 2.0, 2.0, 60.0, 120.0, Parameter::FREE);
+    p.changeUnit(Unit("min"));
+    EXPECT_DOUBLE_EQ(p.getMin(), 1.0);
+    EXPECT_DOUBLE_EQ(p.getMax(), 2.0);
+    EXPECT_EQ(p.getUnit().getName(), "min");
+    // The volumes convert by their own rule (with its +0.5).
+    EXPECT_DOUBLE_EQ(p.valueAt(0, 0, 0), 2.0 / 60.0 + 0.5);
+
+    Parameter q("q", Unit(), 2.0, 2.0, 60.0, 120.0, Parameter::FREE);
+    q.changeUnit(Unit("min"));
+    EXPECT_DOUBLE_EQ(q.getMin(), 60.0);
+    EXPECT_DOUBLE_EQ(q.getMax(), 120.0);
+
+    // setUnit only relabels.
+    Parameter r("r", Unit("s"), 2.0, 2.0, 60.0, 120.0, Parameter::FREE);
+    r.setUnit(Unit("min"));
+    EXPECT_DOUBLE_EQ(r.getMin(), 60.0);
+    EXPECT_DOUBLE_EQ(r.valueAt(0, 0, 0), 2.0);
+    EXPECT_EQ(r.getErrorVolume()->getUnit().getName(), "min");
+}
+
+TEST(Parameter, ReportShowsBoundsOrUnbound) {
+    std::ostringstream bound, unbound;
+    bound << Parameter("k1", Unit("1/min"), 0.5, 0.5, 0.0, 2.0, Parameter::FREE);
+    unbound << Parameter("k1", Unit("1/min"), 0.5, 0.5, 1.0, 1.0, Parameter::FIXED);
+    EXPECT_EQ(bound.str().rfind("Parameter k1:\n  Unit 1/min", 0), 0u) << bound.str();
+    EXPECT_NE(bound.str().find("  State=free  Min=0 Max=2 \n  Initial value="), std::string::npos) << bound.str();
+    EXPECT_NE(unbound.str().find("  State=fixed unbound\n  Initial value="), std::string::npos) << unbound.str();
+    EXPECT_NE(unbound.str().find("  Value="), std::string::npos);
+}

@@ -1,0 +1,285 @@
+// Numerical library: allocation, random numbers with the seed file, gamma
+// functions and integration, each against an independent oracle.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "mexhost.h"
+#include "util/NumUtil.h"
+
+namespace {
+
+std::string printed() { return std::regex_replace(mexhost::takeOutput(), std::regex("\\(\\d+\\): "), "(L): "); }
+
+std::string seedFile() { return std::string(std::getenv("HOME")) + "/.seed"; }
+
+void writeSeedFile(const std::string& text) { std::ofstream(seedFile()) << text; }
+
+std::vector<double> draws(int n) {
+    std::vector<double> v;
+    for (int i = 0; i < n; ++i) v.push_back(random(0.0, 1.0));
+    return v;
+}
+
+std::vector<double> drawsAfterSeed(int seed, int n) {
+    random_init(seed);
+    return draws(n);
+}
+
+// Composite Simpson rule, the oracle for the integrals below.
+template <typename F>
+double simpson(F f, double a, double b, int n = 20000) {
+    double h = (b - a) / n, sum = f(a) + f(b);
+    for (int i = 1; i < n; ++i) sum += f(a + i * h) * (i % 2 ? 4.0 : 2.0);
+    return sum * h / 3.0;
+}
+
+// Integral_0^c t^(b-1) e^(-a t) dt with t = s^2, smooth at 0 for b >= 0.5.
+double gammaIntegral(double a, double b, double c) {
+    return simpson([a, b](double s) { return 2.0 * std::pow(s, 2.0 * b - 1.0) * std::exp(-a * s * s); }, 0.0,
+                   std::sqrt(c));
+}
+
+int calls = 0;
+double countedSine(double x) {
+    ++calls;
+    return std::sin(x);
+}
+double exponential(double x) { return std::exp(x); }
+// Deterministic noise: Romberg extrapolation never settles on it.
+double noise(double x) {
+    double v = std::sin(x * 12345.678) * 43758.5453;
+    return v - std::floor(v);
+}
+
+}  // namespace
+
+TEST(NumUtil, IndexOneBasedAllocation) {
+    mexhost::clearOutput();
+    double* v = dvector(1, 5);
+    for (long i = 0; i <= 5; ++i) v[i] = static_cast<double>(i);  // v[nl - 1] is part of the block
+    free_dvector(v, 1, 5);
+    int* iv = ivector(-3, 3);
+    for (long i = -3; i <= 3; ++i) iv[i] = static_cast<int>(i);
+    EXPECT_EQ(iv[-3] + iv[3], 0);
+    free_ivector(iv, -3, 3);
+
+    double** m = dmatrix(0, 2, -1, 2);
+    for (long r = 0; r <= 2; ++r)
+        for (long c = -1; c <= 2; ++c) m[r][c] = 10.0 * r + c;
+    EXPECT_EQ(m[1], m[0] + 4);  // one contiguous block, rows of 4
+    EXPECT_EQ(m[2][-1], 19.0);
+    free_dmatrix(m, 0, 2, -1, 2);
+    free_dmatrix(dmatrix(1, 0, 1, 0), 1, 0, 1, 0);  // empty
+    EXPECT_EQ(printed(), "");
+
+    EXPECT_EQ(dvector(1, LONG_MAX / 2), nullptr);
+    EXPECT_EQ(ivector(1, LONG_MAX / 2), nullptr);
+    EXPECT_EQ(dmatrix(1, LONG_MAX / 4, 1, 2), nullptr);
+    EXPECT_EQ(dmatrix(1, 2, 1, LONG_MAX / 2), nullptr);
+    EXPECT_EQ(printed(),
+              "ERROR util/NumUtil(L): allocation failure in dvector() \n"
+              "ERROR util/NumUtil(L): allocation failure in ivector() \n"
+              "ERROR util/NumUtil(L): allocation failure 1 in dmatrix() \n"
+              "ERROR util/NumUtil(L): allocation failure 2 in dmatrix() \n");
+}
+
+TEST(NumUtil, SeedFileCarriesTheStreamOver) {
+    // A seed reproduces its stream, and equal limits reseed from the file.
+    std::vector<double> first = drawsAfterSeed(777, 5);
+    EXPECT_EQ(drawsAfterSeed(777, 5), first);
+    writeSeedFile("777\n");
+    random(0.0, 1.0);
+    EXPECT_EQ(random(2.0, 2.0), 0.0);
+    EXPECT_EQ(draws(5), first);
+    random(0.0, 1.0);
+    EXPECT_EQ(random(3.0, 2.0), 0.0);
+    EXPECT_EQ(draws(5), first);
+
+    // random_finish leaves the next seed, and random_init(0) continues there.
+    random_finish();
+    std::ifstream in(seedFile());
+    std::string text;
+    std::getline(in, text);
+    ASSERT_TRUE(std::regex_match(text, std::regex("\\d+ ")));
+    int next = std::atoi(text.c_str());
+    std::vector<double> continued = drawsAfterSeed(0, 5);
+    EXPECT_EQ(drawsAfterSeed(next, 5), continued);
+
+    // A seed of 0, text that is no number, a missing file or a missing HOME
+    // all leave the clock.
+    for (const char* content : std::initializer_list<const char*>{"0\n", "seed\n", nullptr}) {
+        if (content)
+            writeSeedFile(content);
+        else
+            std::remove(seedFile().c_str());
+        int before = static_cast<int>(std::time(nullptr));
+        std::vector<double> clocked = drawsAfterSeed(0, 3);
+        EXPECT_TRUE(clocked == drawsAfterSeed(before, 3) || clocked == drawsAfterSeed(before + 1, 3));
+    }
+    std::string home = std::getenv("HOME");
+    unsetenv("HOME");
+    random_finish();
+    int before = static_cast<int>(std::time(nullptr));
+    std::vector<double> clocked = drawsAfterSeed(0, 3);
+    setenv("HOME", home.c_str(), 1);
+    EXPECT_TRUE(clocked == drawsAfterSeed(before, 3) || clocked == drawsAfterSeed(before + 1, 3));
+    EXPECT_FALSE(std::ifstream(seedFile()).good());
+}
+
+TEST(NumUtil, DeviatesHaveTheirDistributions) {
+    random_init(4242);
+    const int n = 200000;
+    double sum = 0, lo = 5.0, hi = 2.0;
+    for (int i = 0; i < n; ++i) {
+        double u = random(2.0, 5.0);
+        sum += u;
+        lo = std::min(lo, u);
+        hi = std::max(hi, u);
+    }
+    EXPECT_NEAR(sum / n, 3.5, 0.01);
+    EXPECT_GE(lo, 2.0);
+    EXPECT_LT(hi, 5.0);
+
+    // Normal: mean, sd and the mass within one sd (0.6827).
+    double s1 = 0, s2 = 0;
+    int inside = 0;
+    for (int i = 0; i < n; ++i) {
+        double x = random_normal(10.0, 2.0);
+        s1 += x;
+        s2 += x * x;
+        inside += std::fabs(x - 10.0) < 2.0;
+    }
+    EXPECT_NEAR(s1 / n, 10.0, 0.02);
+    EXPECT_NEAR(std::sqrt(s2 / n - (s1 / n) * (s1 / n)), 2.0, 0.02);
+    EXPECT_NEAR(static_cast<double>(inside) / n, 0.6827, 0.005);
+
+    // Poisson on both sides of the method switch at 12: mean, variance and
+    // the frequency of 0 against exp(-mean).
+    for (double mean : {3.5, 40.0}) {
+        double m1 = 0, m2 = 0;
+        int zeros = 0;
+        for (int i = 0; i < n; ++i) {
+            double k = random_poisson(mean);
+            ASSERT_EQ(k, std::floor(k));
+            m1 += k;
+            m2 += k * k;
+            zeros += k == 0.0;
+        }
+        m1 /= n;
+        EXPECT_NEAR(m1, mean, 0.02 * std::sqrt(mean));
+        EXPECT_NEAR(m2 / n - m1 * m1, mean, 0.03 * mean);
+        EXPECT_NEAR(static_cast<double>(zeros) / n, std::exp(-mean), 0.003);
+    }
+}
+
+TEST(NumUtil, FactorialAndGammaFunction) {
+    mexhost::clearOutput();
+    double f = 1;
+    for (int n = 0; n <= 32; ++n) {
+        if (n > 0) f *= n;
+        EXPECT_EQ(factrl(n), f) << n;
+    }
+    EXPECT_NEAR(factrl(40) / std::exp(std::lgamma(41.0)), 1.0, 1e-9);
+    for (double x : {0.1, 0.5, 1.0, 2.5, 10.0, 171.3})
+        EXPECT_NEAR(gammln(x), std::lgamma(x), 1e-9 * std::max(1.0, std::fabs(std::lgamma(x)))) << x;
+    EXPECT_NEAR(gamm(0.5), std::sqrt(M_PI), 1e-9);
+    EXPECT_EQ(printed(), "");
+    factrl(-1);
+    EXPECT_EQ(printed(), "ERROR util/NumUtil(L): factrl(): n = -1 negative\n \n");
+}
+
+TEST(NumUtil, IncompleteGammaAgainstClosedForms) {
+    mexhost::clearOutput();
+    // P(1/2, z) = erf(sqrt z), P(3/2, z) = erf(sqrt z) - 2 sqrt(z/pi) e^-z;
+    // z on both sides of a + 1 exercises series and continued fraction.
+    for (double z : {0.01, 0.3, 1.0, 1.6, 4.0, 12.0, 30.0}) {
+        double r = std::sqrt(z);
+        double p05 = std::erf(r), p15 = std::erf(r) - 2.0 * std::sqrt(z / M_PI) * std::exp(-z);
+        EXPECT_NEAR(gammp(0.5, z), p05, 2e-6) << z;
+        EXPECT_NEAR(gammq(0.5, z), 1.0 - p05, 2e-6) << z;
+        EXPECT_NEAR(gammp(1.5, z), p15, 2e-6) << z;
+        EXPECT_NEAR(gammq(1.5, z), 1.0 - p15, 2e-6) << z;
+        EXPECT_NEAR(gamm(0.5, z), std::sqrt(M_PI) * std::erfc(r), 2e-6) << z;
+    }
+    // Whole a takes the closed form: exact, and without argument test.
+    EXPECT_NEAR(gammp(3.0, 2.0), 1.0 - 5.0 * std::exp(-2.0), 1e-15);
+    EXPECT_NEAR(gammp(2.0, -1.0), 1.0, 1e-15);  // 1 - e (1 - 1)
+    EXPECT_NEAR(gammp(60.0, 50.0), 1.0 - gammq(60.0, 50.0), 2e-6);
+    EXPECT_EQ(printed(), "");
+
+    gammp(2.5, -1.0);
+    EXPECT_EQ(printed(),
+              "ERROR util/NumUtil(L): gammp(): invalid arguments a=2.5, z=-1 \n"
+              "ERROR util/NumUtil(L): gser(): z = -1 less than 0\n \n");
+    gammq(-1.0, 0.5);  // goes on into the continued fraction
+    EXPECT_EQ(printed().find("ERROR util/NumUtil(L): gammq(): invalid arguments a=-1, z=0.5 \n"), 0u);
+    gammp(10000.5, 10000.0);
+    EXPECT_EQ(printed(), "ERROR util/NumUtil(L): gser(): a = 10000.5 too large (ITMAX too small)\n \n");
+    gammq(10000.5, 10002.0);
+    EXPECT_EQ(printed(), "ERROR util/NumUtil(L): gcf(): a = 10000.5 too large (ITMAX too small)\n \n");
+}
+
+TEST(NumUtil, GeneralGammaAgainstItsIntegral) {
+    mexhost::clearOutput();
+    // Non-whole b with a > 0, and every whole-b case with a > 0, a < 0, a = 0.
+    EXPECT_NEAR(GeneralGamma(0.7, 2.5, 3.0), gammaIntegral(0.7, 2.5, 3.0), 2e-6);
+    EXPECT_NEAR(GeneralGamma(2.0, 0.5, 1.5), gammaIntegral(2.0, 0.5, 1.5), 2e-6);
+    for (int b = 1; b <= 8; ++b)
+        for (double a : {0.3, -0.4, 0.0}) {
+            double expected = gammaIntegral(a, b, 2.0);
+            EXPECT_NEAR(GeneralGamma(a, b, 2.0), expected, 1e-9 * std::fabs(expected)) << a << " " << b;
+        }
+    // a = 0 with non-whole b: the hypergeometric path at argument 0.
+    EXPECT_DOUBLE_EQ(GeneralGamma(0.0, 2.5, 3.0), std::pow(3.0, 2.5) / 2.5);
+    // The 1F1 series is cut after min(2z, 20) terms: exactly 1 below z = 0.5.
+    EXPECT_EQ(HyperGeometric1F1(2.0, 0.4), 1.0);
+    EXPECT_EQ(HyperGeometric1F1(2.0, -7.0), 1.0);
+    // 1F1(a; a+1; z) = a integral_0^1 t^(a-1) e^(z t) dt; at z = 10 the
+    // 20 terms leave a tail of about 0.1 %.
+    double exact = 0.5 * gammaIntegral(-10.0, 0.5, 1.0);
+    EXPECT_NEAR(HyperGeometric1F1(0.5, 10.0), exact, 2e-3 * exact);
+    EXPECT_EQ(printed(), "");
+}
+
+TEST(NumUtil, RombergIntegration) {
+    mexhost::clearOutput();
+    EXPECT_NEAR(qromb(countedSine, 0.0, M_PI), 2.0, 2e-6);
+    EXPECT_NEAR(qromb(exponential, 0.0, 1.0), M_E - 1.0, 2e-6);
+    calls = 0;
+    EXPECT_EQ(qromb(countedSine, 1.0, 1.0), 0.0);
+    EXPECT_EQ(calls, 0);
+    // Trapezoid stages on x^2 over [0, 1]: 1/3 + 1/(6 N^2) with N = 2^(n-1).
+    auto square = [](double x) { return x * x; };
+    for (int n = 1; n <= 5; ++n) {
+        double N = std::pow(2.0, n - 1);
+        EXPECT_NEAR(trapzd(square, 0.0, 1.0, n), 1.0 / 3.0 + 1.0 / (6.0 * N * N), 1e-14);
+    }
+    EXPECT_EQ(printed(), "");
+    double last = qromb(noise, 0.0, 1.0);
+    EXPECT_EQ(printed(), "ERROR util/NumUtil(L): qromb(): too many steps \n");
+    EXPECT_NEAR(last, 0.5, 0.05);
+}
+
+TEST(NumUtil, NevilleInterpolation) {
+    mexhost::clearOutput();
+    // A cubic through four points is reproduced exactly.
+    double xa[] = {0, -1.0, 0.5, 2.0, 3.0};
+    double ya[5];
+    for (int i = 1; i <= 4; ++i) ya[i] = 2.0 * std::pow(xa[i], 3) - xa[i] + 1.0;
+    double y, dy;
+    polint(xa, ya, 4, 1.5, &y, &dy);
+    EXPECT_NEAR(y, 2.0 * 3.375 - 1.5 + 1.0, 1e-12);
+    EXPECT_EQ(printed(), "");
+    xa[3] = xa[2];
+    polint(xa, ya, 4, 1.5, &y, &dy);
+    EXPECT_EQ(printed(), "ERROR util/NumUtil(L): Error in routine POLINT \n");
+}
