@@ -19,17 +19,21 @@
 #include "inputs/LinearInterpolation.h"
 #include "util/Message.h"
 
+// Every heap allocation of the program is counted. The release goes through
+// a function the compiler does not inline, so that it does not pair the
+// library's allocations with free() and warn.
 namespace {
 long allocations = 0;
-}
+__attribute__((noinline)) void release(void* p) noexcept { std::free(p); }
+}  // namespace
 
 void* operator new(std::size_t size) {
     ++allocations;
     if (void* p = std::malloc(size ? size : 1)) return p;
     throw std::bad_alloc();
 }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p) noexcept { release(p); }
+void operator delete(void* p, std::size_t) noexcept { release(p); }
 
 namespace {
 

@@ -13,7 +13,7 @@ Dataset2D<T>::Dataset2D(unsigned x, unsigned y, T value) : Dataset("", Unit(""))
     dimension_ = 2;
     data_ = new T[1]();
     resize(x, y);
-    *this = value;
+    if (value != T(0)) *this = value;  // resize has zero-filled already
     setType(value);
 }
 

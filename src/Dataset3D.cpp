@@ -13,7 +13,7 @@ Dataset3D<T>::Dataset3D(unsigned x, unsigned y, unsigned z, T value) : Dataset("
     dimension_ = 3;
     data_ = new T[1]();
     resize(x, y, z);
-    *this = value;
+    if (value != T(0)) *this = value;  // resize has zero-filled already
     setType(value);
 }
 

@@ -18,7 +18,7 @@ Dataset4D<T>::Dataset4D(unsigned t, unsigned x, unsigned y, unsigned z, T value)
     : Dataset("", Unit("")), timeUnit_("s") {
     dimension_ = 4;
     resize(t, x, y, z);
-    *this = value;
+    if (value != T(0)) *this = value;  // new volumes are zero-filled already
     setType(value);
 }
 

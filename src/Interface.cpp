@@ -121,6 +121,12 @@ void Interface::clear(List<T>& list) {
     list.clear();
 }
 
+void Interface::forgetInOptimizers(const void* item) {
+    // An optimizer keeps the dataset, error dataset, VOI and optimizable of its
+    // last run for the statistics that get reads later; none may outlive its object.
+    for (auto& entry : optimizer_) entry.second->forget(item);
+}
+
 void Interface::forgetSelection(const void* item) {
     if (currentData_ == item) currentData_ = nullptr;
     if (currentVOI_ == item) currentVOI_ = nullptr;
@@ -193,7 +199,9 @@ void Interface::addOptimizer(Optimizer* optimizer) { add<Optimizer>("Optimizer",
 
 void Interface::removeData(Dataset* data) {
     if (data == nullptr) return;
-    for (auto& entry : protocol_) entry.second->removeData(data->getName());
+    // By pointer: a renamed dataset still leaves every protocol.
+    for (auto& entry : protocol_) entry.second->removeData(data);
+    forgetInOptimizers(data);
     remove<Dataset>("Dataset", data, data_);
 }
 
@@ -208,7 +216,8 @@ void Interface::removeData(const std::string& name) {
 
 void Interface::removeVOI(VOI* voi) {
     if (voi == nullptr) return;
-    for (auto& entry : protocol_) entry.second->removeVOI(voi->getName());
+    for (auto& entry : protocol_) entry.second->removeVOI(voi);
+    forgetInOptimizers(voi);
     remove<VOI>("VOI", voi, voi_);
 }
 
@@ -225,6 +234,7 @@ void Interface::removeInput(InputFunction* input) {
     if (input == nullptr) return;
     for (auto& entry : model_)
         if (entry.second->existInput(input->getName())) entry.second->removeInput(input);
+    forgetInOptimizers(static_cast<Optimizable*>(input));
     remove<InputFunction>("Input function", input, input_);
 }
 
@@ -243,6 +253,7 @@ void Interface::removeModel(Model* model) {
     for (auto& entry : protocol_)
         if (entry.second->getModel() == model) users.push_back(entry.second);
     for (Protocol* protocol : users) removeProtocol(protocol);
+    forgetInOptimizers(static_cast<Optimizable*>(model));
     remove<Model>("Model", model, model_);
 }
 

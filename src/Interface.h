@@ -173,6 +173,7 @@ public:
 
 private:
     void forgetSelection(const void* item);
+    void forgetInOptimizers(const void* item);
 };
 
 // The banner line and attribution printed when the module loads.

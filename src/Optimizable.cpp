@@ -55,10 +55,20 @@ std::vector<std::string> Optimizable::getParameterNames() const {
     return names;
 }
 
+namespace {
+// What an unknown name answers on an object without any parameter: a harmless
+// parameter of its own rather than a reference past the end of the list.
+Parameter& placeholderParameter() {
+    static Parameter placeholder("", Unit(), 0.0, 0.0, 0.0, 0.0, Parameter::CONST);
+    return placeholder;
+}
+}  // namespace
+
 Parameter& Optimizable::getParameter(const std::string& name) {
     int i = hasParameter(name);
     if (i < 0) {
         UNKNOWN_PARAMETER("Optimizable::getParameter() unknown parameter '", name);
+        if (parameter_.empty()) return placeholderParameter();
         i = 0;
     }
     return parameter_[static_cast<size_t>(i)];
@@ -68,6 +78,7 @@ const Parameter& Optimizable::getParameter(const std::string& name) const {
     int i = hasParameter(name);
     if (i < 0) {
         UNKNOWN_PARAMETER("Optimizable::getParameter() unknown parameter '", name);
+        if (parameter_.empty()) return placeholderParameter();
         i = 0;
     }
     return parameter_[static_cast<size_t>(i)];
@@ -242,10 +253,10 @@ void Optimizable::setParameterError(const std::string& name, unsigned x, unsigne
         return;
     }
     const size_t idx = static_cast<size_t>(i);
-    parameter_[idx].getErrorVolume()->setValue3D(x, y, z, value);
+    (*parameter_[idx].getErrorVolume())(x, y, z) = value;
     const int l = idx < link_.size() ? link_[idx] : -1;
     if (l >= 0 && static_cast<size_t>(l) < parameter_.size())
-        parameter_[static_cast<size_t>(l)].getErrorVolume()->setValue3D(x, y, z, value);
+        (*parameter_[static_cast<size_t>(l)].getErrorVolume())(x, y, z) = value;
 }
 
 void Optimizable::setParameterError(const std::string& name, double value) {

@@ -50,7 +50,7 @@ void Optimizable::propagateValue(unsigned index, unsigned x, unsigned y, unsigne
     if (l < 0) return;
     const size_t target = static_cast<size_t>(l);
     const Transform transform = target < linkType_.size() ? transformOf(linkType_[target]) : Transform::NONE;
-    parameter_[target].getValueVolume()->setValue3D(x, y, z, apply(transform, value));
+    (*parameter_[target].getValueVolume())(x, y, z) = apply(transform, value);
 }
 
 void Optimizable::propagateValue(unsigned index, double value) {
@@ -91,7 +91,7 @@ void Optimizable::setParameterValueByIndex(unsigned index, unsigned x, unsigned 
     if (index >= parameter_.size()) return;
     Parameter& p = parameter_[index];
     if (p.getLog()) value = std::pow(10.0, value);
-    p.getValueVolume()->setValue3D(x, y, z, value);
+    (*p.getValueVolume())(x, y, z) = value;
     propagateValue(index, x, y, z, value);
     changed_ = true;
 }
@@ -166,24 +166,26 @@ double Optimizable::derByIndex(unsigned index, double t, unsigned x, unsigned y,
 
 double Optimizable::numericalDer(unsigned index, double t, unsigned x, unsigned y, unsigned z) {
     if (index >= parameter_.size()) return 0.0;
-    Dataset3D<double>* volume = parameter_[index].getValueVolume();
-    // The stored linear value, whatever the log flag.
-    const double v = volume->getValue3D(x, y, z);
+    // The stored linear value, whatever the log flag. The slot is looked up
+    // anew for every write: the evaluation in between must not be trusted to
+    // leave the volume where it was.
+    auto slot = [&]() -> double& { return (*parameter_[index].getValueVolume())(x, y, z); };
+    const double v = slot();
     // One hundredth of the decade of v; at least 1e-6, which also covers v = 0
     // (log10(0) = -inf gives h = 0).
     double h = std::pow(10.0, std::floor(std::log10(std::fabs(v))) - 2.0);
     if (!(h >= 1e-6)) h = 1e-6;
 
     // The trial values go straight into the volume: links are not followed.
-    volume->setValue3D(x, y, z, v - 0.5 * h);
+    slot() = v - 0.5 * h;
     changed_ = true;
     const double y1 = (*this)(t, x, y, z);
-    volume->setValue3D(x, y, z, v + 0.5 * h);
+    slot() = v + 0.5 * h;
     changed_ = true;
     const double y2 = (*this)(t, x, y, z);
     const double d = (y2 - y1) / h;
     MESSAGE(6, "der(%s, t=%.1f) = %.6f \n", parameter_[index].getName().c_str(), t, d);
-    volume->setValue3D(x, y, z, v);
+    slot() = v;
     changed_ = true;
     return d;
 }

@@ -58,6 +58,14 @@ void Optimizer::reset() {
     resetTimer();
 }
 
+void Optimizer::forget(const void* object) {
+    if (object == nullptr) return;
+    if (data_ == object) data_ = nullptr;
+    if (error_ == object) error_ = nullptr;
+    if (static_cast<const void*>(voi_) == object) voi_ = nullptr;
+    if (static_cast<const void*>(model_) == object) model_ = nullptr;
+}
+
 void Optimizer::setStatusFile(const std::string& name) { statusfile = checkDirectorySeparators(name); }
 
 void Optimizer::setUpdate(SubUpdate* update) {

@@ -100,6 +100,10 @@ public:
     void setError(Dataset* error) { error_ = error; }
     void setVOI(VOI* voi) { voi_ = voi; }
     void setOptimizable(Optimizable* model) { model_ = model; }
+    // Drops every reference of the working set to an object that is about
+    // to be destroyed (a dataset, VOI, model or input function), so that no
+    // later statistic reads it.
+    void forget(const void* object);
     Dataset* getDataset() const { return data_; }
     Dataset* getErrorDataset() const { return error_; }
     VOI* getVOI() const { return voi_; }

@@ -21,7 +21,7 @@ class VOI;
 class Parameter {
 public:
     // Fit state; the numbers are part of the interface (reports, Matlab).
-    enum State { FREE = 0, FIXED = 1, LINKED = 2, CONST = 3 };
+    enum State : int { FREE = 0, FIXED = 1, LINKED = 2, CONST = 3 };
 
     // Note the order: the current value comes before the initial value.
     Parameter(const std::string& name, const Unit& unit, double value, double initValue, double min, double max,

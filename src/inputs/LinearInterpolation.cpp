@@ -87,19 +87,44 @@ namespace {
 //
 // Near z = 0 the closed forms (phi_1 = (e^z - 1) / z, phi_(n+1) =
 // (e^z - n phi_n) / z) cancel catastrophically, so there the Taylor series
-// phi_n(z) = sum_j z^j / (j! (j + n)) is summed; 17 terms reach full double
-// precision for |z| < 0.5, where the recurrence loses at most a few bits.
+// phi_n(z) = sum_j z^j / (j! (j + n)) is summed by Horner's rule, with as
+// many terms as |z| needs for full double precision (|z|^N / N! < 1e-17).
+// From |z| = 0.5 on the recurrence loses at most a few bits.
+constexpr int kSeriesTerms = 15;
+
+struct SeriesCoefficients {
+    double c[3][kSeriesTerms];  // c[n-1][j] = 1 / (j! (j + n))
+    constexpr SeriesCoefficients() : c() {
+        double factorial = 1.0;
+        for (int j = 0; j < kSeriesTerms; ++j) {
+            if (j > 0) factorial *= j;
+            for (int n = 1; n <= 3; ++n) c[n - 1][j] = 1.0 / (factorial * (j + n));
+        }
+    }
+};
+constexpr SeriesCoefficients kSeries;
+
+template <bool Timed, int N>
+inline void phiSeries(double z, double& p1, double& p2, double& p3) {
+    p1 = kSeries.c[0][N - 1];
+    p2 = kSeries.c[1][N - 1];
+    p3 = Timed ? kSeries.c[2][N - 1] : 0.0;
+    for (int j = N - 2; j >= 0; --j) {
+        p1 = p1 * z + kSeries.c[0][j];
+        p2 = p2 * z + kSeries.c[1][j];
+        if (Timed) p3 = p3 * z + kSeries.c[2][j];
+    }
+}
+
 template <bool Timed>
 inline void phi(double z, double& p1, double& p2, double& p3) {
-    if (std::fabs(z) < 0.5) {
-        p1 = p2 = p3 = 0.0;
-        double term = 1.0;  // z^j / j!
-        for (int j = 0; j < 17; ++j) {
-            p1 += term / (j + 1);
-            p2 += term / (j + 2);
-            if (Timed) p3 += term / (j + 3);
-            term *= z / (j + 1);
-        }
+    const double az = std::fabs(z);
+    if (az < 0.004) {
+        phiSeries<Timed, 6>(z, p1, p2, p3);
+    } else if (az < 0.0625) {
+        phiSeries<Timed, 9>(z, p1, p2, p3);
+    } else if (az < 0.5) {
+        phiSeries<Timed, kSeriesTerms>(z, p1, p2, p3);
     } else {
         const double em1 = std::expm1(z);
         const double ez = em1 + 1.0;

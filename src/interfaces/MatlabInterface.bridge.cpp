@@ -91,7 +91,7 @@ double elementAsDouble(const mxArray* a, size_t i) {
 
 // Matlab order: z + Z*(y + Y*x). Dataset order: (z*Y + y)*X + x. A slice is
 // the volume with Y = 1 and its Y in the place of Z.
-constexpr unsigned TILE = 32;
+constexpr unsigned TILE = 64;
 
 template <class To, class From>
 void toDatasetOrder(To* dataset, const From* matlab, unsigned X, unsigned Y, unsigned Z) {
@@ -226,7 +226,7 @@ bool MatlabInterface::getVector(const mxArray* a, std::vector<double>& v) {
     if (!mxIsNumeric(a) || mxGetNumberOfDimensions(a) != 2) return false;
     const mwSize m = mxGetDimensions(a)[0], n = mxGetDimensions(a)[1];
     if (m != 1 && n != 1) return false;
-    v.resize(std::max(m, n));
+    v.resize(m * n);  // the longer size, or 0 for an empty row or column
     for (size_t i = 0; i < v.size(); ++i) v[i] = elementAsDouble(a, i);
     return true;
 }

@@ -17,6 +17,7 @@ MatlabInterface::MatlabInterface() : Interface("Matlab") {
     if (_MessageHelper::verbosity_ != 0) MESSAGE(1, "%s", versionString(0.8).c_str());
 
     // The workspace's help knows no Matlab arrays: replace it.
+    delete commands_["help"];
     commands_.erase("help");
     commands_["help"] = new MatlabCommand(helpText[0], helpText[1], this, &MatlabInterface::commandHelp);
 

@@ -35,6 +35,19 @@ const void* stateAware(const std::ostream* s) {
     return s;
 }
 
+// The text that printf would print for a format without arguments, with any
+// conversion other than "%%" left literally.
+std::string collapsePercents(const std::string& text) {
+    if (text.find('%') == std::string::npos) return text;
+    std::string out;
+    out.reserve(text.size());
+    for (size_t i = 0; i < text.size(); ++i) {
+        out += text[i];
+        if (text[i] == '%' && i + 1 < text.size() && text[i + 1] == '%') ++i;
+    }
+    return out;
+}
+
 }  // namespace
 
 bool _MessageHelper::logging() { return stateAware(out_) != stateAware(&std::cout); }
@@ -48,17 +61,13 @@ void _MessageHelper::operator()(const char* format, ...) {
     va_start(args, format);
     std::string text = vformat(format, args);
     va_end(args);
-    // The finished text is the format of mexPrintf, so a percent sign that
-    // survived formatting is read once more; message authors double it.
-#if defined(__GNUC__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-security"
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-#endif
-    mexPrintf(text.c_str());
-#if defined(__GNUC__)
-#pragma GCC diagnostic pop
-#endif
+    // The finished text is read once more as a format with no arguments, so
+    // a percent sign that survived formatting must be doubled by the message's
+    // author ("%%%%" prints "%"). Only "%%" is read as such: any other
+    // conversion stays as it stands, so a user's text can never make the
+    // console read arguments that are not there.
+    text = collapsePercents(text);
+    mexPrintf("%s", text.c_str());
     if (logging()) *out_ << text << std::flush;
 }
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <regex>
 
 #include "Dataset4D.h"
 #include "VOI.h"
@@ -321,9 +320,11 @@ TEST_F(Bridge, OutputArraysOfVectorsAndUnits) {
     EXPECT_EQ(mxGetScalar(mxGetCell(cell, 2)), 1000.0);
 
     // A dataset of another dimension than asked for gives no array.
-    Dataset4D<double> series(2, 1, 1, 1);
-    series.setName("s");
-    EXPECT_EQ(bridge->createDataArray3D(&series), nullptr);
-    EXPECT_EQ(mexhost::takeOutput(), "KINETRA: 3D data expected, data 's' is 4D\n");
+    {
+        Dataset4D<double> series(2, 1, 1, 1);
+        series.setName("s");
+        EXPECT_EQ(bridge->createDataArray3D(&series), nullptr);
+        EXPECT_EQ(mexhost::takeOutput(), "KINETRA: 3D data expected, data 's' is 4D\n");
+    }
     expectNoLeaks();
 }

@@ -198,7 +198,7 @@ TEST(Show, VerbosityLineAndSilence) {
 TEST(Show, SelectedItemsAreMarked) {
     Session s;
     for (auto pair : {std::make_pair("input", "LinearInterpolation"), std::make_pair("model", "Generic_1TC"),
-                      std::make_pair("protocol", "Generic"), std::make_pair("optimizer", "Simplex"),
+                      std::make_pair("protocol", "Generic"), std::make_pair("optimizer", "Levenberg-Marquardt"),
                       std::make_pair("tracer", "FDG"), std::make_pair("unit", "kBq/ml"),
                       std::make_pair("error", "Poisson")}) {
         Result r = s.call({"select", pair.first, pair.second});
@@ -210,7 +210,7 @@ TEST(Show, SelectedItemsAreMarked) {
     EXPECT_NE(r.text.find("\n*LinearInterpolation          0 0 0   kBq/ml\n"), std::string::npos);
     EXPECT_NE(r.text.find("\n*Generic_1TC                  2  0  4 0   kBq/ml\n"), std::string::npos);
     EXPECT_NE(r.text.find("\n*Generic                                              \n"), std::string::npos);
-    EXPECT_NE(r.text.find("\n*Simplex                     100    1e-09    0.001\n"), std::string::npos);
+    EXPECT_NE(r.text.find("\n*Levenberg-Marquardt         100    1e-09    0.001\n"), std::string::npos);
     EXPECT_NE(r.text.find("\n*FDG                     6588.0   0.64\n"), std::string::npos);
     EXPECT_NE(r.text.find("\n*Poisson                             0.00  0.000\n"), std::string::npos);
     // The selected unit's name cell is 24 wide instead of 12.
@@ -231,13 +231,13 @@ TEST(Show, ErrorModelAndProtocolRowsFollowTheirSettings) {
     model->addInput(s.workspace->getInput("LinearInterpolation"));
     Protocol* p = s.workspace->getProtocol("Generic");
     p->setModel(model);
-    p->setOptimizer(s.workspace->getOptimizer("Simplex"));
+    p->setOptimizer(s.workspace->getOptimizer("Levenberg-Marquardt"));
     EXPECT_NE(s.call({"show", "error"}).text.find("\n*Poisson                        FDG  0.10  0.500\n"),
               std::string::npos);
     EXPECT_EQ(s.call({"show", "protocol"}).text,
               " \nPROTOCOL                MODEL                   OPTIMIZER\n"
               "=========================================================\n"
-              "*Generic                    Generic_1TC        Simplex\n \n");
+              "*Generic                    Generic_1TCLevenberg-Marquardt\n \n");
     EXPECT_NE(s.call({"show", "model"}).text.find("\nGeneric_1TC                   2  1  4 0   kBq/ml\n"),
               std::string::npos);
 }

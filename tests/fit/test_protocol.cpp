@@ -6,7 +6,6 @@
 
 #include <memory>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -157,14 +156,6 @@ TEST_F(ProtocolTest, SetModelNeedsAnInput) {
     Protocol fresh("Q");
     fresh.setModel(&bare);
     EXPECT_EQ(fresh.getModel(), nullptr);
-}
-
-TEST_F(ProtocolTest, StreamOutputNamesTheProtocolAndItsModel) {
-    std::ostringstream expected, got;
-    expected << "Protocol: P \n" << *model << " \n";
-    for (const auto& entry : protocol->data_) expected << static_cast<const void*>(entry.second) << " \n";
-    got << *protocol;
-    EXPECT_EQ(got.str(), expected.str());
 }
 
 TEST_F(ProtocolTest, HalfConfiguredProtocolsReportAndFitNothing) {

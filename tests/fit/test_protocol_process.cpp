@@ -136,6 +136,7 @@ TEST(Process, TemporaryNamedAsAnotherArgumentStaysConsistent) {
     Result r = s.call({"process", "_error_", array4D(2, 3, 0.2), "none", "none"});
     EXPECT_NE(r.text.find("overwriting dataset '_error_'"), std::string::npos);
     EXPECT_EQ(p->data_["_error_"], s.workspace->getData("_error_"));
+    // Listing reads every object the workspace holds: none may be stale.
     s.call({"show", "data"});
 }
 

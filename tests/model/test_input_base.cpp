@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -215,13 +214,4 @@ TEST(InputFunctionBase, CloneRefusesTypesWithoutAClass) {
         EXPECT_NE(mexhost::takeOutput().find(std::string("unknown input function type '") + type + "'"),
                   std::string::npos);
     }
-}
-
-TEST(InputFunctionBase, Report) {
-    LineInput f;
-    f.init({0.5});
-    std::ostringstream out;
-    out << f;
-    EXPECT_EQ(out.str().rfind("InputFunction: line (InputFunction)\n  ", 0), 0u);
-    EXPECT_NE(out.str().find("Parameter p0:\n"), std::string::npos);
 }

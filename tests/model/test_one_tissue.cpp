@@ -339,26 +339,3 @@ TEST(OneTissue, MyocardialBloodFlow) {
     std::unique_ptr<Dataset3D<double>> single(w.getMBF());
     EXPECT_DOUBLE_EQ((*single)(0, 0, 0), 1.0);
 }
-
-TEST(OneTissue, DefaultsAndParameterLayout) {
-    Generic_1TC_Model g;
-    Water_1TC_Model w;
-    Cardiac_HutchinsI_Model h;
-    EXPECT_EQ(g.getParameterNames(), (std::vector<std::string>{"k1", "k2", "alpha", "beta"}));
-    EXPECT_EQ(w.getParameterNames(), (std::vector<std::string>{"k1", "Vd", "tbv"}));
-    EXPECT_EQ(h.getParameterNames(), (std::vector<std::string>{"k1", "k2", "tbv"}));
-    for (Model* m : std::vector<Model*>{&g, &w, &h}) {
-        EXPECT_EQ(m->getUnit().getName(), "kBq/ml");
-        EXPECT_EQ(m->getComponents(), 2u);
-        EXPECT_EQ(m->getParameterUnit("k1").getName(), "1/min");
-        for (const std::string& name : m->getParameterNames()) {
-            EXPECT_TRUE(m->isParameterFree(name));
-            EXPECT_EQ(m->getParameterValue(name, 0, 0, 0), 0.0);
-            EXPECT_EQ(m->getParameterMin(name), 0.0);
-            EXPECT_EQ(m->getParameterMax(name), 0.0);
-        }
-    }
-    EXPECT_EQ(g.getParameterUnit("alpha").getName(), "");
-    EXPECT_EQ(w.getParameterUnit("Vd").getName(), "");
-    EXPECT_EQ(h.getName(), "Cardiac_HutchinsI");
-}

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <regex>
 
 #include "Dataset3D.h"
 #include "Optimizable.h"
@@ -27,6 +26,17 @@ public:
     Optimizable* createAverage(const VOI*) override { return nullptr; }
     void add(const std::string& name) { addParameter(name, Unit(), 0.0); }
 };
+
+// "ERROR Optimizable(<line>): " + text, with no closing " \n".
+bool isReport(const std::string& out, const std::string& text) {
+    const std::string head = "ERROR Optimizable(";
+    if (out.compare(0, head.size(), head) != 0) return false;
+    const size_t close = out.find("): ", head.size());
+    if (close == std::string::npos || close == head.size()) return false;
+    for (size_t i = head.size(); i < close; ++i)
+        if (out[i] < '0' || out[i] > '9') return false;
+    return out.substr(close + 3) == text;
+}
 
 double stored(const Optimizable& o, const std::string& name) { return o.getParameter(name).valueAt(0, 0, 0); }
 
@@ -189,14 +199,13 @@ TEST(Optimizable, UnknownNamesReportAndAnswerDefaults) {
     Cubic f;
     mexhost::clearOutput();
     f.setParameterMax("zz", 1.0);
-    EXPECT_TRUE(std::regex_match(mexhost::takeOutput(),
-                                 std::regex(R"(ERROR Optimizable\(\d+\): Optimizable::setParameterMax\(\) unknown parameter 'zz')")));
+    EXPECT_TRUE(isReport(mexhost::takeOutput(), "Optimizable::setParameterMax() unknown parameter 'zz'"));
     f.setParameterValue("zz", 1.0);
     EXPECT_NE(mexhost::takeOutput().find("Optimizable::setParameterValue() unknown parameter 'zz'"), std::string::npos);
     EXPECT_DOUBLE_EQ(f.getParameterInitValue("zz", 0, 0, 0), 0.0);
     EXPECT_NE(mexhost::takeOutput().find("Optimizable::getParameterValue() unknown parameter 'zz'"), std::string::npos);
     EXPECT_DOUBLE_EQ(f.getParameterMin("zz"), 0.0);
-    EXPECT_TRUE(std::regex_match(mexhost::takeOutput(), std::regex(R"(ERROR Optimizable\(\d+\): unknown parameter 'zz')")));
+    EXPECT_TRUE(isReport(mexhost::takeOutput(), "unknown parameter 'zz'"));
     EXPECT_EQ(f.getParameterLink("zz"), -1);
     EXPECT_EQ(f.getParameterLinkType("zz"), "");
     EXPECT_EQ(f.getParameterUnit("zz").getName(), "");

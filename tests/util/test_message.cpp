@@ -68,6 +68,9 @@ TEST_F(MessageTest, IndentAppliesToMessagesButNotWarnings) {
 TEST_F(MessageTest, PercentSurvivingFormattingIsReadAgain) {
     MESSAGE(1, "%s\n", "100%%");
     EXPECT_EQ(mexhost::takeOutput(), "100%\n");
+    // Any other conversion in a user's text stays as it is: nothing is read.
+    MESSAGE(1, "'%s'\n", "a %s %n %d b");
+    EXPECT_EQ(mexhost::takeOutput(), "'a %s %n %d b'\n");
 }
 
 TEST_F(MessageTest, ModuleNamesOfErrorHeads) {
