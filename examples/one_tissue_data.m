@@ -24,7 +24,7 @@ function [frames, plasma, tissue, k1, k2, alpha, beta] = one_tissue_data(nx, ny,
   for x = 1:nx
     for y = 1:ny
       for z = 1:nz
-        c = alpha * k1(x, y, z) * conv_exp(t, plasma, k2(x, y, z) / 60) + beta * plasma;
+        c = alpha * k1(x, y, z) / 60 * conv_exp(t, plasma, k2(x, y, z) / 60) + beta * plasma;
         tissue(z, y, x, :) = reshape(c, 1, 1, 1, []);
       end
     end

@@ -250,8 +250,10 @@ InputFunction* Optimizer::inputInPlay() const {
     return dynamic_cast<InputFunction*>(model_);
 }
 
-void Optimizer::finishParameters() {
-    const bool computed = voxelCovariance(x_, y_, z_);
+void Optimizer::finishParameters() { finishParameters(nullptr, nullptr); }
+
+void Optimizer::finishParameters(const double* values, const double* derivatives) {
+    const bool computed = voxelCovariance(x_, y_, z_, values, derivatives);
     for (const auto& entry : parameterIndex_) {
         const unsigned i = entry.second + 1;
         double v = computed ? voxelCovariance_[i][i] : 0.0;

@@ -123,6 +123,12 @@ public:
     double getData(Dataset* dataset, unsigned t) const;
     // Errors of the voxel in work from its covariance; called per voxel.
     void finishParameters();
+    // The same when the caller holds the model's values and derivatives at
+    // the voxel's final parameters for every frame (values[t], and
+    // derivatives[t * P + i] by fit index i): the very numbers an evaluation
+    // would give, so they are used instead of evaluating again. Null
+    // pointers evaluate.
+    void finishParameters(const double* values, const double* derivatives);
     void printParameters(const std::string& title) const;
     // Chi-square and covariance of the VOI mean curve, the closing hook call.
     void finish();
@@ -222,7 +228,8 @@ protected:
     // (fit index + 1), without allocating: the per-voxel path behind
     // computeCovariance and finishParameters. The model times must be
     // current. False (after the error line) without a dataset.
-    bool voxelCovariance(unsigned x, unsigned y, unsigned z) const;
+    bool voxelCovariance(unsigned x, unsigned y, unsigned z, const double* values = nullptr,
+                         const double* derivatives = nullptr) const;
 
     std::map<std::string, unsigned> parameterIndex_;
     std::vector<Fitted> fitted_;       // by fit index
@@ -252,9 +259,12 @@ private:
     void refreshTimes() const;
     // Chi-square of `model` at voxel (x, y, z) against the curves d and e
     // (normal units, e null for ones), and the weighted normal matrix of the
-    // fitted parameters summed into A[1..P][1..P], both halves.
+    // fitted parameters summed into A[1..P][1..P], both halves. The model's
+    // values and derivatives come from `values` and `derivatives` (see
+    // finishParameters) if given.
     double normalEquations(Optimizable* model, unsigned x, unsigned y, unsigned z, const double* d,
-                           const double* e, Matrix1& A) const;
+                           const double* e, Matrix1& A, const double* values = nullptr,
+                           const double* derivatives = nullptr) const;
     // A divided by c, then inverted in place.
     void scaleAndInvert(Matrix1& A, double c) const;
 

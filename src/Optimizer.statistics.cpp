@@ -43,7 +43,8 @@ bool invertMatrix(Matrix1& a, unsigned n) {
 // Chi-square and covariance
 
 double Optimizer::normalEquations(Optimizable* model, unsigned x, unsigned y, unsigned z, const double* d,
-                                  const double* e, Matrix1& A) const {
+                                  const double* e, Matrix1& A, const double* values,
+                                  const double* derivatives) const {
     const unsigned P = static_cast<unsigned>(fitted_.size());
     const double um = model_->getUnit().getFactor();
     derivatives_.resize(P + 1);
@@ -52,9 +53,14 @@ double Optimizer::normalEquations(Optimizable* model, unsigned x, unsigned y, un
     for (unsigned t = 0; t < times_.size(); ++t) {
         const double tm = times_[t];
         const double et = e != nullptr ? e[t] : 1.0;
-        const double r = ((*model)(tm, x, y, z) * um - d[t]) / et;
+        const double f = values != nullptr ? values[t] : (*model)(tm, x, y, z);
+        const double r = (f * um - d[t]) / et;
         chi += r * r;
-        for (unsigned i = 0; i < P; ++i) dv[i + 1] = model->derByIndex(fitted_[i].index, tm, x, y, z) * um;
+        for (unsigned i = 0; i < P; ++i) {
+            const double df = derivatives != nullptr ? derivatives[static_cast<size_t>(t) * P + i]
+                                                     : model->derByIndex(fitted_[i].index, tm, x, y, z);
+            dv[i + 1] = df * um;
+        }
         const double e2 = et * et;
         for (unsigned i = 1; i <= P; ++i)
             for (unsigned j = 1; j <= i; ++j) A[i][j] += dv[i] * dv[j] / e2;
@@ -91,7 +97,8 @@ double Optimizer::computeChiSquare(unsigned x, unsigned y, unsigned z) const {
     return chi;
 }
 
-bool Optimizer::voxelCovariance(unsigned x, unsigned y, unsigned z) const {
+bool Optimizer::voxelCovariance(unsigned x, unsigned y, unsigned z, const double* values,
+                                const double* derivatives) const {
     const unsigned P = static_cast<unsigned>(fitted_.size());
     voxelCovariance_.resize(P, P);
     if (data_ == nullptr) {
@@ -112,7 +119,8 @@ bool Optimizer::voxelCovariance(unsigned x, unsigned y, unsigned z) const {
         if (error_ != nullptr) curveError_[t] = error_->getValue4D(t, x, y, z) * ue;
     }
     const double chi = normalEquations(model_, x, y, z, curveData_.data(),
-                                       error_ != nullptr ? curveError_.data() : nullptr, voxelCovariance_);
+                                       error_ != nullptr ? curveError_.data() : nullptr, voxelCovariance_, values,
+                                       derivatives);
     scaleAndInvert(voxelCovariance_, chi / (static_cast<double>(T) - P));
     return true;
 }

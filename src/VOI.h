@@ -23,6 +23,8 @@ public:
     VOI(unsigned x, unsigned y, unsigned z, unsigned char value);
     VOI(const VOI& other) = default;
     VOI& operator=(const VOI& other);
+    // Fills every element with a value.
+    using Dataset3D<unsigned char>::operator=;
     ~VOI() override;
 
     // Number of non-zero elements, by a full pass (not cached).

@@ -2,6 +2,7 @@
 #include "inputs/LinearInterpolation.h"
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "util/Message.h"
@@ -26,6 +27,24 @@ void LinearInterpolation::resetChains() {
     lastTimeConvExp_ = lastTimeConvTimeExp_ = kNoTime;
     lastKConvExp_ = lastKConvTimeExp_ = kNoTime;
     lastSumConvExp_ = lastSumConvTimeExp_ = 0.0;
+    prefixConvExp_.count = prefixConvTimeExp_.count = 0;
+    for (Terms& e : terms_) e.k = kNoTime;  // a NaN key matches nothing
+    termsNext_ = 0;
+    decayK_ = decayT_ = decay_ = kNoTime;
+    gridHint_ = 0;
+    increasing_ = true;
+    for (std::size_t i = 1; i < time_.size(); ++i)
+        if (!(time_[i - 1] < time_[i])) increasing_ = false;
+}
+
+std::size_t LinearInterpolation::gridIndex(double t) {
+    const double* T = time_.data();
+    const std::size_t n = time_.size();
+    std::size_t i = increasing_ && gridHint_ <= n ? gridHint_ : 0;
+    if (i > 0 && !(t > T[i - 1])) i = 0;  // before the hint: search from the start
+    while (i < n && t > T[i]) ++i;
+    gridHint_ = i;
+    return i;
 }
 
 void LinearInterpolation::assertSizes() const { ASSERT(!parameter_.empty() && parameter_.size() == time_.size()); }
@@ -41,6 +60,7 @@ void LinearInterpolation::load(unsigned x, unsigned y, unsigned z) {
     y_ = y;
     z_ = z;
     changed_ = false;
+    prefixConvExp_.count = prefixConvTimeExp_.count = 0;  // new samples
 }
 
 double LinearInterpolation::operator()(double t, unsigned x, unsigned y, unsigned z) {
@@ -56,8 +76,7 @@ double LinearInterpolation::operator()(double t, unsigned x, unsigned y, unsigne
         // Beyond the last sample the last segment goes on, without a cut.
         result = Y[n - 1] + (t - T[n - 1]) * (Y[n - 1] - Y[n - 2]) / (T[n - 1] - T[n - 2]);
     } else {
-        std::size_t i = 0;
-        while (t > T[i]) ++i;  // stops at n-1 at the latest, since t < T[n-1]
+        const std::size_t i = gridIndex(t);  // n-1 at the latest, since t < T[n-1]
         if (t == T[i])
             result = Y[i];
         else if (i > 0)
@@ -146,13 +165,28 @@ inline void phi(double z, double& p1, double& p2, double& p3) {
 // cancellation of that form when k (b - a) is small (at k = 1e-6 1/s over a
 // 5 s frame the expanded form is off by some percent). For k = 0 it is the
 // plain area under the line.
+namespace {
+
+// The two closed forms on given terms; integrateInterval,
+// integrateTimeInterval and the kept terms of a convolution all go through
+// these, so the arithmetic is one and the same.
+inline double intervalOnTerms(double ea, double p1, double p2, double w, double p, double m) {
+    return ea * w * (p * p1 + m * w * p2);
+}
+
+inline double timeIntervalOnTerms(double ea, double p1, double p2, double p3, double a, double w, double p, double m) {
+    return ea * w * (a * p * p1 + (a * m + p) * w * p2 + m * w * w * p3);
+}
+
+}  // namespace
+
 double LinearInterpolation::integrateInterval(double k, double a, double b, double x0, double y0, double m) {
     if (k != 0.0) {
         const double w = b - a;
         const double p = y0 + m * (a - x0);
         double p1, p2, p3;
         phi<false>(k * w, p1, p2, p3);
-        return std::exp(k * a) * w * (p * p1 + m * w * p2);
+        return intervalOnTerms(std::exp(k * a), p1, p2, w, p, m);
     }
     const double db = b - x0;
     const double da = a - x0;
@@ -173,7 +207,7 @@ double LinearInterpolation::integrateTimeInterval(double k, double a, double b, 
         const double p = y0 + m * (a - x0);
         double p1, p2, p3;
         phi<true>(k * w, p1, p2, p3);
-        return std::exp(k * a) * w * (a * p * p1 + (a * m + p) * w * p2 + m * w * w * p3);
+        return timeIntervalOnTerms(std::exp(k * a), p1, p2, p3, a, w, p, m);
     }
     const double b2a2 = b * b - a * a;
     return 0.5 * y0 * b2a2 + ((b * b * b - a * a * a) / 3.0 - 0.5 * b2a2 * x0) * m;
@@ -181,24 +215,56 @@ double LinearInterpolation::integrateTimeInterval(double k, double a, double b, 
 
 double LinearInterpolation::convExp(double k, double t, unsigned x, unsigned y, unsigned z) {
     if (numconv_) return InputFunction::convExp(k, t, x, y, z);
-    return convolve<false>(k, t, x, y, z, Chain{lastIndexConvExp_, lastTimeConvExp_, lastKConvExp_, lastSumConvExp_});
+    return convolve<false>(k, t, x, y, z, Chain{lastIndexConvExp_, lastTimeConvExp_, lastKConvExp_, lastSumConvExp_, prefixConvExp_});
 }
 
 double LinearInterpolation::convTimeExp(double k, double t, unsigned x, unsigned y, unsigned z) {
     if (numconv_) return InputFunction::convTimeExp(k, t, x, y, z);
     return convolve<true>(k, t, x, y, z,
-                          Chain{lastIndexConvTimeExp_, lastTimeConvTimeExp_, lastKConvTimeExp_, lastSumConvTimeExp_});
+                          Chain{lastIndexConvTimeExp_, lastTimeConvTimeExp_, lastKConvTimeExp_, lastSumConvTimeExp_,
+                                prefixConvTimeExp_});
 }
 
 namespace {
-template <bool Timed>
-inline double interval(double k, double a, double b, double x0, double y0, double m) {
-    if constexpr (Timed)
-        return LinearInterpolation::integrateTimeInterval(k, a, b, x0, y0, m);
-    else
-        return LinearInterpolation::integrateInterval(k, a, b, x0, y0, m);
-}
+
+bool sameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
 }  // namespace
+
+// phi_1 and phi_2 come out the same whether phi_3 is computed beside them or
+// not, so one set of terms serves both convolutions.
+const LinearInterpolation::Terms& LinearInterpolation::terms(double k, double a, double w) {
+    for (const Terms& e : terms_)
+        if (sameBits(e.k, k) && sameBits(e.a, a) && sameBits(e.w, w)) return e;
+    Terms& e = terms_[termsNext_];
+    termsNext_ ^= 1u;
+    e.k = k;
+    e.a = a;
+    e.w = w;
+    phi<true>(k * w, e.p1, e.p2, e.p3);
+    e.ea = std::exp(k * a);
+    return e;
+}
+
+template <bool Timed>
+double LinearInterpolation::interval(double k, double a, double b, double x0, double y0, double m) {
+    if (k == 0.0 || k != k)
+        return Timed ? integrateTimeInterval(k, a, b, x0, y0, m) : integrateInterval(k, a, b, x0, y0, m);
+    const double w = b - a;
+    const double p = y0 + m * (a - x0);
+    const Terms& e = terms(k, a, w);
+    return Timed ? timeIntervalOnTerms(e.ea, e.p1, e.p2, e.p3, a, w, p, m)
+                 : intervalOnTerms(e.ea, e.p1, e.p2, w, p, m);
+}
+
+double LinearInterpolation::decay(double k, double t) {
+    if (!sameBits(k, decayK_) || !sameBits(t, decayT_)) {
+        decayK_ = k;
+        decayT_ = t;
+        decay_ = std::exp(-k * t);
+    }
+    return decay_;
+}
 
 // convExp(k, t) = exp(-k t) int_0^t exp(k u) C(u) du (and with u C(u) for
 // the timed form). S is the integral before the factor exp(-k t), summed over
@@ -237,22 +303,39 @@ double LinearInterpolation::convolve(double k, double t, unsigned x, unsigned y,
         S += interval<Timed>(k, T[j], T[j + 1], T[j + 1], Y[j + 1], m);
         last = j + 1;
     } else {
-        // Full sum over the grid points below t.
-        for (std::size_t i = 0; i < n && t > T[i]; ++i) {
+        // Full sum over the grid points below t: the loop for i from 0 while
+        // t > T[i] adds interval i at step i. Its partial sums are kept for
+        // this k (see Prefix), so only the steps not taken before are done.
+        Prefix& prefix = chain.prefix;
+        if (!(prefix.k == k)) {
+            prefix.k = k;
+            prefix.count = 0;
+        }
+        if (prefix.sum.size() != n) {
+            prefix.sum.assign(n, 0.0);
+            prefix.count = 0;
+        }
+        const std::size_t steps = gridIndex(t);  // the loop's steps: T[i] < t for i < steps
+        for (std::size_t i = prefix.count; i < steps; ++i) {
             if (i == 0) {
-                if (T[0] > 0) {
-                    yl = Y[0];
-                    m = Y[0] / T[0];
-                    S = interval<Timed>(k, 0.0, T[0], T[0], Y[0], m);
-                } else {
-                    S = 0.0;  // curve starting at t = 0: nothing before it, yl stays 0.0
-                }
+                prefix.sum[0] = T[0] > 0 ? interval<Timed>(k, 0.0, T[0], T[0], Y[0], Y[0] / T[0]) : 0.0;
             } else {
-                yl = Y[i];
-                m = (Y[i] - Y[i - 1]) / (T[i] - T[i - 1]);
-                S += interval<Timed>(k, T[i - 1], T[i], T[i], Y[i], m);
+                const double slope = (Y[i] - Y[i - 1]) / (T[i] - T[i - 1]);
+                prefix.sum[i] = prefix.sum[i - 1] + interval<Timed>(k, T[i - 1], T[i], T[i], Y[i], slope);
             }
-            last = i;
+        }
+        if (steps > prefix.count) prefix.count = steps;
+        if (steps > 0) {
+            // The state of the loop after its last step.
+            last = steps - 1;
+            S = prefix.sum[last];
+            if (last > 0) {
+                yl = Y[last];
+                m = (Y[last] - Y[last - 1]) / (T[last] - T[last - 1]);
+            } else if (T[0] > 0) {
+                yl = Y[0];
+                m = Y[0] / T[0];
+            }  // curve starting at t = 0: nothing before it, yl and m stay 0.0
         }
         // The remainder from the last point passed to t.
         if (t > T[n - 1]) {
@@ -272,7 +355,7 @@ double LinearInterpolation::convolve(double k, double t, unsigned x, unsigned y,
     chain.lastK = k;
     chain.lastIndex = static_cast<std::uint32_t>(last);
     chain.lastTime = t;
-    const double result = S * std::exp(-k * t);
+    const double result = S * decay(k, t);
     if (Timed)
         MESSAGE(5, "LinearInterpolation:convTimeExp(k=%lg,t=%lg) = %lg\n", k, t, result);
     else

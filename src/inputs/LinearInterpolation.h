@@ -53,12 +53,46 @@ public:
     const std::vector<double>& getValues() const { return value_; }
 
 private:
+    // The partial sums of a full sum's loop over the grid: entry i is the
+    // sum after interval i. They depend only on k and the loaded samples, so
+    // the full sums of one frame walk share them and each adds the same
+    // terms in the same order as a sum from 0 would: the results are the
+    // same to the bit. Valid for `count` entries while k equals `k` and the
+    // samples stay loaded.
+    struct Prefix {
+        double k = 0.0;
+        std::size_t count = 0;
+        std::vector<double> sum;
+    };
+    // The transcendental part of the interval [a, a + w] at rate k, which
+    // both forms of an interval need: phi_1..3(k w) and exp(k a). A frame walk
+    // meets each interval twice (as the remainder of one frame and as a grid
+    // step of the next) and each frame twice (convExp and convTimeExp), so
+    // the last two are kept. Keys compare bit for bit: a hit gives exactly
+    // the numbers a new computation would.
+    struct Terms {
+        double k, a, w;
+        double p1, p2, p3, ea;
+    };
+    // The interval's integral (Timed: with the factor s) by the closed forms
+    // of integrateInterval and integrateTimeInterval, with the terms kept.
+    template <bool Timed>
+    double interval(double k, double a, double b, double x0, double y0, double m);
+    const Terms& terms(double k, double a, double w);
+    // exp(-k t), kept for the last (k, t): the two convolutions of a frame share it.
+    double decay(double k, double t);
+    // The first grid index i with t <= T[i] (n if there is none), searched
+    // from where the last search ended when the times increase, as they do
+    // along a frame walk.
+    std::size_t gridIndex(double t);
+
     // The incremental chain of one convolution: where the last call ended.
     struct Chain {
         std::uint32_t& lastIndex;
         double& lastTime;
         double& lastK;
         double& lastSum;
+        Prefix& prefix;
     };
 
     // Prints the assertion report: one parameter per sample is required.
@@ -79,6 +113,13 @@ private:
     double lastKConvTimeExp_;
     double lastSumConvExp_;
     double lastSumConvTimeExp_;
+    Prefix prefixConvExp_;
+    Prefix prefixConvTimeExp_;
+    Terms terms_[2];
+    unsigned termsNext_;
+    double decayK_, decayT_, decay_;
+    std::size_t gridHint_;
+    bool increasing_;  // strictly increasing sample times: the hint may be used
 };
 
 #endif

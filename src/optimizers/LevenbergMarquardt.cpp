@@ -135,7 +135,15 @@ void LevenbergMarquardt::fitVoxel(Work& w, OptimizerParameters& record, unsigned
     record.exitFlag_ = stopCode_;
     record.rsc_ = signChanges_;
     record.time_ = totalTime_;
-    finishParameters();
+    // When the last step was taken, the model was last evaluated at the final
+    // parameters: the covariance takes those values instead of evaluating
+    // once more. From verbosity 4 on it evaluates anyway, so that the traces
+    // of the model and its input (and the counts of the input's caches that
+    // they print) are those of the evaluation.
+    if (!_MessageHelper::enabled(4) && w.evaluatedAt(w.a))
+        finishParameters(w.values.data(), w.derivatives.data());
+    else
+        finishParameters();
     MESSAGE(3, "FINISHED after %d iterations (%.3lfs): chi^2/d.o.f. = %lg due to '%s'\n", iteration_, totalTime_,
             chisquare_ / dof, reasons_[static_cast<size_t>(stopCode_)].c_str());
     MESSAGE(3, "unweighted chi^2 = %lg , #sign changes =  %d\n", unweightedChisquare_, signChanges_);

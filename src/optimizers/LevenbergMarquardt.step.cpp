@@ -68,6 +68,7 @@ void LevenbergMarquardt::mrqcof(Work& w, double* a, double** alpha, double* beta
     unweightedChisquare_ = 0.0;
     signChanges_ = 0;
     setParameters(a, ma);
+    for (int j = 1; j <= ma; ++j) w.evaluated[static_cast<size_t>(j)] = a[j];
 
     const double* sig = w.sigma();
     double* dyda = w.dyda.data();
@@ -75,6 +76,9 @@ void LevenbergMarquardt::mrqcof(Work& w, double* a, double** alpha, double* beta
     for (unsigned i = 1; i <= w.T; ++i) {
         double ymod;
         func(w.t[i], &ymod, dyda, ma);
+        w.values[i - 1] = ymod;
+        double* slopes = w.derivatives.data() + static_cast<size_t>(i - 1) * w.P;
+        for (int l = 1; l <= ma; ++l) slopes[l - 1] = dyda[l];
         const double sig2i = sig != nullptr && sig[i] != 0.0 ? 1.0 / (sig[i] * sig[i]) : 1.0;
         const double dy = w.y[i] - ymod;
         for (int j = 0, l = 1; l <= ma; ++l) {

@@ -8,6 +8,7 @@
 #ifndef KINETRA_OPTIMIZERS_LEVENBERGMARQUARDT_WORK_H
 #define KINETRA_OPTIMIZERS_LEVENBERGMARQUARDT_WORK_H
 
+#include <cmath>
 #include <vector>
 
 #include "optimizers/LevenbergMarquardt.h"
@@ -31,7 +32,10 @@ struct LevenbergMarquardt::Work {
           mfit(0),
           ochisq(0.0),
           dyda(P + 1, 0.0),
-          bd(P + 1, 0.0) {
+          bd(P + 1, 0.0),
+          evaluated(P + 1, 0.0),
+          values(T, 0.0),
+          derivatives(static_cast<size_t>(T) * P, 0.0) {
         covar.resize(P, P);
         alpha.resize(P, P);
         oneda.resize(P, 1);
@@ -56,6 +60,18 @@ struct LevenbergMarquardt::Work {
 
     // mrqcof's scratch: derivatives at one frame, excess over the bounds.
     std::vector<double> dyda, bd;
+
+    // The last evaluation: the parameters it was made at [1..P], the model
+    // values [T] and derivatives [T * P, frame-major] it gave.
+    std::vector<double> evaluated;
+    std::vector<double> values, derivatives;
+    // True if the last evaluation was made at exactly these parameters.
+    bool evaluatedAt(const std::vector<double>& parameters) const {
+        for (unsigned j = 1; j <= P; ++j)
+            if (!(evaluated[j] == parameters[j]) || std::signbit(evaluated[j]) != std::signbit(parameters[j]))
+                return false;
+        return true;
+    }
 };
 
 #endif

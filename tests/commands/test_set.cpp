@@ -119,6 +119,8 @@ TEST(SetData, KeyForms) {
 
     // The rename changes the object's name only; the list keeps the old key.
     EXPECT_EQ(s.call({"set", "data", "v", "name", "f"}).text, "KINETRA: data 'f' exists\n");
+    EXPECT_EQ(s.call({"set", "data", "v", "name", 5.0}).text, unknown("set data v name ..."));
+    EXPECT_EQ(s.workspace->getData("v")->getName(), "v");
     EXPECT_EQ(s.call({"set", "data", "v", "name", "w"}).text, "");
     ASSERT_NE(s.workspace->getData("v"), nullptr);
     EXPECT_EQ(s.workspace->getData("v")->getName(), "w");

@@ -158,4 +158,33 @@ TEST(OptimizerFailures, StoppedByTheHook) {
     EXPECT_EQ(scene.lm.getParameters()[1].exitFlag_, LevenbergMarquardt::RELATIVE_CHISQUARE);
 }
 
+// Nothing free: each voxel can only ramp lambda up; no statistic divides
+// by a missing parameter.
+TEST(OptimizerFailures, NoFreeParameter) {
+    Scene scene;
+    noisyGrid(scene);
+    for (const char* name : {"k1", "k2"}) scene.model->setParameterState(name, Parameter::FIXED);
+    scene.run(true);
+    EXPECT_EQ(scene.lm.getNumFitted(), 0u);
+    EXPECT_EQ(scene.lm.getParameters()[0].exitFlag_, LevenbergMarquardt::LAMBDA_RAMP);
+    EXPECT_EQ(scene.lm.getCovariance().getDimensionX(), 0u);
+}
+
+// An object about to be destroyed is dropped from the working set, so the
+// statistics that read it afterwards see no dataset rather than a freed one.
+TEST(OptimizerFailures, ForgetDestroyedObjects) {
+    Scene scene;
+    noisyGrid(scene);
+    scene.run(true);
+    scene.lm.forget(scene.data.get());
+    scene.lm.forget(scene.model.get());
+    EXPECT_EQ(scene.lm.getDataset(), nullptr);
+    EXPECT_EQ(scene.lm.getOptimizable(), nullptr);
+    EXPECT_EQ(scene.lm.getErrorDataset(), scene.error.get());
+    mexhost::clearOutput();
+    EXPECT_EQ(scene.lm.getAIC().getVolumeSize(), 0u);
+    scene.lm.computeChiSquare(static_cast<VOI*>(nullptr));
+    EXPECT_TRUE(contains(mexhost::takeOutput(), "ERROR Optimizer\\(\\d+\\): no data set \n$"));
+}
+
 }  // namespace

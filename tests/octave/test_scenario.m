@@ -18,17 +18,18 @@ function test_scenario()
     {'set', 'model', 'input', 'LinearInterpolation'}
     {'set', 'model', 'k1', 'initvalue', 0.3}
     {'set', 'model', 'k2', 'initvalue', 0.1}
-    {'set', 'model', 'alpha', 'initvalue', alpha}
-    {'set', 'model', 'beta', 'initvalue', beta}
-    {'set', 'model', 'alpha', 'state', 'fixed'}
-    {'set', 'model', 'beta', 'state', 'fixed'}
+    {'set', 'model', 'alpha', 'value', alpha}
+    {'set', 'model', 'beta', 'value', beta}
+    {'set', 'model', 'alpha', 'state', 'const'}
+    {'set', 'model', 'beta', 'state', 'const'}
     {'set', 'model', 'k1', 'min', 0}
     {'set', 'model', 'k1', 'max', 3}
     {'set', 'model', 'k2', 'min', 0}
     {'set', 'model', 'k2', 'max', 3}
     {'select', 'protocol', 'Generic'}
     {'set', 'protocol', 'model', 'Generic_1TC'}
-    {'set', 'protocol', 'optimizer', 'LevenbergMarquardt'}
+    {'set', 'protocol', 'optimizer', 'Levenberg-Marquardt'}
+    {'select', 'optimizer', 'Levenberg-Marquardt'}
     {'set', 'data', 'tissue', tissue, frames, 'kBq/ml'}
   };
   for i = 1:numel(configure)

@@ -1,3 +1,0 @@
-// Handlers that the fitting and command-surface work fills in.
-#include "interfaces/MatlabInterface.h"
-
