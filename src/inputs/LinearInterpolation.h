@@ -9,8 +9,10 @@
 // The convolutions with exp(-k t) are summed in closed form interval by
 // interval. A fit walks the frames in order with one k, so each call reuses
 // the sum of the previous one and adds a single interval (the incremental
-// chain); any other call sums from 0. Nothing here allocates, builds strings
-// or looks names up per call.
+// chain); any other call sums from 0, over partial sums kept for its k (see
+// Prefix), which a walk that the chain does not serve extends by one
+// interval per call. Nothing here allocates, builds strings or looks names
+// up per call.
 #ifndef KINETRA_INPUTS_LINEARINTERPOLATION_H
 #define KINETRA_INPUTS_LINEARINTERPOLATION_H
 

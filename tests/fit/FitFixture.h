@@ -4,6 +4,7 @@
 #ifndef KINETRA_TESTS_FIT_FITFIXTURE_H
 #define KINETRA_TESTS_FIT_FITFIXTURE_H
 
+#include <cctype>
 #include <cmath>
 #include <functional>
 #include <memory>
@@ -123,6 +124,39 @@ struct Scene {
         return mexhost::takeOutput();
     }
 };
+
+// The printed text with what varies between builds and runs masked: the
+// line numbers of error and assertion heads ("ERROR Optimizer(123): " becomes
+// "ERROR Optimizer(#): ") and CPU seconds ("(0.012s)" becomes "(#.###s)").
+inline std::string masked(const std::string& text) {
+    std::string out;
+    for (size_t i = 0; i < text.size();) {
+        if (text[i] == '(') {
+            size_t j = i + 1;
+            while (j < text.size() && text[j] >= '0' && text[j] <= '9') ++j;
+            // A line number stands before "): " (errors) or ")\n" (assertions).
+            if (j > i + 1 && j + 1 < text.size() && text[j] == ')' && (text[j + 1] == ':' || text[j + 1] == '\n')) {
+                out += "(#)";
+                i = j + 1;
+                continue;
+            }
+            if (j > i + 1 && j + 5 < text.size() && text[j] == '.' && text.compare(j + 4, 2, "s)") == 0 &&
+                std::isdigit(static_cast<unsigned char>(text[j + 1])) &&
+                std::isdigit(static_cast<unsigned char>(text[j + 2])) &&
+                std::isdigit(static_cast<unsigned char>(text[j + 3]))) {
+                out += "(#.###s)";
+                i = j + 6;
+                continue;
+            }
+        }
+        out += text[i++];
+    }
+    return out;
+}
+
+inline bool endsWith(const std::string& text, const std::string& tail) {
+    return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+}
 
 // Messages at a given verbosity for the lifetime of the object.
 struct Verbosity {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <regex>
 
 #include "FitFixture.h"
 #include "models/Generic_1TC_Model.h"
@@ -12,9 +11,10 @@ namespace {
 
 using fit::Scene;
 
-bool contains(const std::string& text, const std::string& pattern) {
-    return std::regex_search(text, std::regex(pattern));
-}
+using fit::endsWith;
+using fit::masked;
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 // A 3 x 2 x 1 grid of noisy Generic_1TC data, k1 and k2 free.
 void noisyGrid(Scene& scene) {
@@ -33,20 +33,19 @@ TEST(OptimizerFailures, MissingWorkingSet) {
     LevenbergMarquardt& lm = scene.lm;
     mexhost::clearOutput();
     lm.run();  // nothing set
-    EXPECT_TRUE(contains(mexhost::takeOutput(),
-                         "^Levenberg-Marquardt optimizer\nERROR Optimizer\\(\\d+\\): Optimizer::prepare\\(\\) no dataset \n$"));
+    EXPECT_EQ(masked(mexhost::takeOutput()),
+              "Levenberg-Marquardt optimizer\nERROR Optimizer(#): Optimizer::prepare() no dataset \n");
 
     lm.setData(scene.data.get());
     lm.run();
-    EXPECT_TRUE(contains(mexhost::takeOutput(), "ERROR Optimizer\\(\\d+\\): Optimizer::prepare\\(\\) no model \n$"));
+    EXPECT_TRUE(endsWith(masked(mexhost::takeOutput()), "ERROR Optimizer(#): Optimizer::prepare() no model \n"));
 
     // A model without input.
     Generic_1TC_Model bare;
     lm.setOptimizable(&bare);
     lm.run();
-    EXPECT_TRUE(contains(mexhost::takeOutput(),
-                         "MODEL   : Generic_1TC \nERROR Optimizer\\(\\d+\\): no input function set for model "
-                         "'Generic_1TC' \n$"));
+    EXPECT_TRUE(endsWith(masked(mexhost::takeOutput()),
+                         "MODEL   : Generic_1TC \nERROR Optimizer(#): no input function set for model 'Generic_1TC' \n"));
 
     // The same optimizer then runs a proper fit.
     EXPECT_TRUE(contains(scene.run(), "INPUT   : plasma \n"));
@@ -64,15 +63,14 @@ TEST(OptimizerFailures, MismatchingGrids) {
     scene.lm.setOptimizable(scene.model.get());
     mexhost::clearOutput();
     scene.lm.run();
-    EXPECT_TRUE(contains(mexhost::takeOutput(), "dimension mismatch between data set \\(24x3x2x1\\) and error "
-                                                "\\(10x3x2x1\\) \n$"));
+    EXPECT_TRUE(endsWith(mexhost::takeOutput(), "dimension mismatch between data set (24x3x2x1) and error (10x3x2x1) \n"));
 
     VOI small(2, 2, 1, 1);
     small.setName("small");
     scene.lm.setError(nullptr);
     scene.lm.setVOI(&small);
     scene.lm.run();
-    EXPECT_TRUE(contains(mexhost::takeOutput(), "dimension mismatch between data set \\(3x2x1\\) and VOI \\(2x2x1\\) \n$"));
+    EXPECT_TRUE(endsWith(mexhost::takeOutput(), "dimension mismatch between data set (3x2x1) and VOI (2x2x1) \n"));
 
     // A volume is no series of frames.
     Dataset3D<double> volume(3, 2, 1, 1.0);
@@ -80,8 +78,8 @@ TEST(OptimizerFailures, MismatchingGrids) {
     scene.lm.setVOI(nullptr);
     scene.lm.setData(&volume);
     scene.lm.run();
-    EXPECT_TRUE(contains(mexhost::takeOutput(), "ERROR Optimizer\\(\\d+\\): Optimizer::prepare\\(\\) dataset 'volume' "
-                                                "has no frames \n$"));
+    EXPECT_TRUE(endsWith(masked(mexhost::takeOutput()),
+                         "ERROR Optimizer(#): Optimizer::prepare() dataset 'volume' has no frames \n"));
 }
 
 TEST(OptimizerFailures, VOIWithoutActiveVoxels) {
@@ -89,8 +87,8 @@ TEST(OptimizerFailures, VOIWithoutActiveVoxels) {
     noisyGrid(scene);
     scene.setVOI([](unsigned, unsigned, unsigned) { return false; });
     const std::string text = scene.run();
-    EXPECT_TRUE(contains(text, "VOI     : voi \\(3x2x1\\) with 0 of 6 active\n"));
-    EXPECT_TRUE(contains(text, "ERROR Optimizer\\(\\d+\\): VOI 'voi' has 0 active voxels \n$"));
+    EXPECT_TRUE(contains(text, "VOI     : voi (3x2x1) with 0 of 6 active\n"));
+    EXPECT_TRUE(endsWith(masked(text), "ERROR Optimizer(#): VOI 'voi' has 0 active voxels \n"));
 }
 
 // NaN and infinite values skip their voxel with a warning; the other voxels
@@ -146,7 +144,7 @@ TEST(OptimizerFailures, StoppedByTheHook) {
     std::vector<int> seen;
     scene.lm.setUpdate(new StopAfterFirst(&seen));
     const std::string text = scene.run();
-    EXPECT_TRUE(contains(text, "WARNING: Optimization stopped by user!!!\n$"));
+    EXPECT_TRUE(endsWith(text, "WARNING: Optimization stopped by user!!!\n"));
     EXPECT_EQ(seen, (std::vector<int>{1, 0}));
     const std::vector<OptimizerParameters>& r = scene.lm.getParameters();
     EXPECT_EQ(r[0].exitFlag_, LevenbergMarquardt::RELATIVE_CHISQUARE);
@@ -184,7 +182,7 @@ TEST(OptimizerFailures, ForgetDestroyedObjects) {
     mexhost::clearOutput();
     EXPECT_EQ(scene.lm.getAIC().getVolumeSize(), 0u);
     scene.lm.computeChiSquare(static_cast<VOI*>(nullptr));
-    EXPECT_TRUE(contains(mexhost::takeOutput(), "ERROR Optimizer\\(\\d+\\): no data set \n$"));
+    EXPECT_TRUE(endsWith(masked(mexhost::takeOutput()), "ERROR Optimizer(#): no data set \n"));
 }
 
 }  // namespace

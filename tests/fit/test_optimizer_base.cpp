@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include "FitFixture.h"
@@ -95,7 +94,7 @@ TEST(OptimizerBase, FTestNeedsTwoParameters) {
     scene.run(true);
     mexhost::clearOutput();
     scene.lm.getFTest();
-    EXPECT_TRUE(std::regex_search(mexhost::takeOutput(), std::regex("^ASSERT FAILED: Optimizer\\(\\d+\\)\n$")));
+    EXPECT_EQ(fit::masked(mexhost::takeOutput()), "ASSERT FAILED: Optimizer(#)\n");
     // Before any run there is nothing to correlate.
     LevenbergMarquardt fresh;
     EXPECT_EQ(fresh.getCorr().getDimensionX(), 0u);
@@ -121,8 +120,7 @@ TEST(OptimizerBase, PrintedRunAtVerbosity3) {
     scene.model->setParameterInitValue("k2", 0.1);
     scene.model->setParameterMin("k1", 0.0);
     scene.model->setParameterMax("k1", 2.0);
-    const std::string text =
-        std::regex_replace(scene.run(true), std::regex("\\(\\d+\\.\\d{3}s\\)"), "(#.###s)");
+    const std::string text = fit::masked(scene.run(true));
     const std::string dir = std::string(__FILE__).substr(0, std::string(__FILE__).rfind('/') + 1);
     EXPECT_EQ(text, readFile(dir + "lm_verbosity3.txt"));
 }
