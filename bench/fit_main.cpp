@@ -117,20 +117,11 @@ mxArray* seriesArray(const std::vector<double>& values, unsigned nx, unsigned ny
     return mexhost::makeArray(mxDOUBLE_CLASS, {nz, ny, nx, nt}, columnMajor);
 }
 
-// A dataset of the workspace made from a host array, with its frame times.
-Dataset* addSeries(MatlabInterface& workspace, const std::string& name, mxArray* array,
-                   const std::vector<double>& start, const std::vector<double>& duration) {
-    Dataset* data = workspace.createDataset4D(array);
-    mxDestroyArray(array);
-    if (data == nullptr) return nullptr;
-    data->setName(name);
-    data->setUnit(Unit("kBq/ml"));
-    for (unsigned t = 0; t < start.size(); ++t) {
-        data->setTime(t, start[t]);
-        data->setFrameLength(t, duration[t]);
-    }
-    workspace.addData(data);
-    return data;
+// The T-by-2 time array of frame starts and lengths.
+mxArray* timeArray(const std::vector<double>& start, const std::vector<double>& duration) {
+    std::vector<double> values(start);
+    values.insert(values.end(), duration.begin(), duration.end());
+    return mexhost::makeArray(mxDOUBLE_CLASS, {start.size(), 2}, values);
 }
 
 double median(std::vector<double> v) {
@@ -153,48 +144,38 @@ int main() {
     MatlabInterface workspace;
     mexhost::clearOutput();
 
-    // The data and the plasma curve (sampled at the frame starts) as series.
-    if (addSeries(workspace, "tac", seriesArray(d.tac, d.nx, d.ny, d.nz, d.nt), d.start, d.duration) == nullptr) {
-        fail("cannot make the dataset");
-        return 1;
-    }
+    // The data and the plasma curve (sampled at the frame starts) as series
+    // with their frame times, then input, model and protocol, all through the
+    // commands a user types.
     std::vector<double> inputDuration(d.inputT.size());
     for (size_t i = 0; i < d.inputT.size(); ++i)
         inputDuration[i] = i + 1 < d.inputT.size() ? d.inputT[i + 1] - d.inputT[i] : d.duration.back();
-    Dataset* plasma = addSeries(workspace, "plasma", seriesArray(d.inputY, 1, 1, 1, static_cast<unsigned>(d.inputY.size())),
-                                d.inputT, inputDuration);
-    if (plasma == nullptr) {
-        fail("cannot make the input");
-        return 1;
-    }
-
-    // Input, model, protocol. The set command's forms for these are not in
-    // the command table yet, so the objects are configured through the
-    // workspace as those forms would do it.
-    InputFunction* input = workspace.getInput("LinearInterpolation");
-    Model* model = workspace.getModel("Generic_1TC");
-    Protocol* protocol = workspace.getProtocol("Generic");
-    Optimizer* lm = workspace.getOptimizer("Levenberg-Marquardt");
-    if (input == nullptr || model == nullptr || protocol == nullptr || lm == nullptr) {
-        fail("the workspace lacks a default object");
-        return 1;
-    }
-    input->initParameters(plasma, nullptr);
-    model->clearInputs();
-    model->addInput(input);
-    model->setChanged(true);
+    const unsigned ni = static_cast<unsigned>(d.inputY.size());
+    command(workspace, {text("set"), text("data"), text("tac"), seriesArray(d.tac, d.nx, d.ny, d.nz, d.nt),
+                        timeArray(d.start, d.duration), text("kBq/ml")});
+    command(workspace, {text("set"), text("data"), text("plasma"), seriesArray(d.inputY, 1, 1, 1, ni),
+                        timeArray(d.inputT, inputDuration), text("kBq/ml")});
+    command(workspace, {text("select"), text("input"), text("LinearInterpolation")});
+    command(workspace, {text("set"), text("input"), text("init"), text("plasma")});
+    command(workspace, {text("select"), text("model"), text("Generic_1TC")});
+    command(workspace, {text("set"), text("model"), text("input"), text("LinearInterpolation")});
     const double values[] = {0.3, 0.1, d.alpha, d.beta};
     const char* names[] = {"k1", "k2", "alpha", "beta"};
     for (int i = 0; i < 4; ++i) {
-        model->setParameterValue(names[i], values[i]);
-        model->setParameterInitValue(names[i], values[i]);
+        command(workspace, {text("set"), text("model"), text(names[i]), text("value"), mxCreateDoubleScalar(values[i])});
+        command(workspace, {text("set"), text("model"), text(names[i]), text("initvalue"), mxCreateDoubleScalar(values[i])});
     }
-    // Held parameters are const: the model stage frees every other one.
-    model->setParameterState("alpha", Parameter::CONST);
-    model->setParameterState("beta", Parameter::CONST);
-    protocol->setModel(model);
-    protocol->setOptimizer(lm);
+    // Held parameters are const: the model stage frees every fixed one.
+    command(workspace, {text("set"), text("model"), text("alpha"), text("state"), text("const")});
+    command(workspace, {text("set"), text("model"), text("beta"), text("state"), text("const")});
     command(workspace, {text("select"), text("protocol"), text("Generic")});
+    command(workspace, {text("set"), text("protocol"), text("model"), text("Generic_1TC")});
+    command(workspace, {text("set"), text("protocol"), text("optimizer"), text("Levenberg-Marquardt")});
+    Model* model = workspace.getModel("Generic_1TC");
+    if (workspace.getData("tac") == nullptr || model == nullptr || model->getNumInputs() != 1) {
+        fail("cannot configure the workspace:\n" + mexhost::takeOutput());
+        return 1;
+    }
 
     // The output VOI: the first `voxels` voxels in file order.
     std::vector<double> mask(static_cast<size_t>(d.nx) * d.ny * d.nz, 0.0);
