@@ -1,13 +1,10 @@
 // The listing commands byte for byte: the tables of a fresh workspace, the
-// selection marks, the data and VOI tables, the reports of single objects,
-// the parameter table, verbosity, and the failures of select.
+// selection marks, data and VOI tables, single reports, parameters, select.
 #include <gtest/gtest.h>
 
 #include <sstream>
 #include <string>
 
-#include "Dataset2D.h"
-#include "Dataset3D.h"
 #include "Dataset4D.h"
 #include "ErrorModel.h"
 #include "InputFunction.h"
@@ -36,8 +33,6 @@ const char* const kVoiTable =
     "============================================\n"
     " \n";
 
-// The default lists as they stand: the other input functions, models and
-// optimizers join them with their classes.
 const char* const kInputTable =
     " \n"
     "Input                        NP D C     UNIT\n"
@@ -128,12 +123,6 @@ const char* const kTracerTable =
 
 const char* const kRule76 = "============================================================================\n";
 
-size_t count(const std::string& text, const std::string& piece) {
-    size_t n = 0;
-    for (size_t at = text.find(piece); at != std::string::npos; at = text.find(piece, at + 1)) ++n;
-    return n;
-}
-
 template <class D>
 D* named(D* d, const char* name, const char* unit = "") {
     d->setName(name);
@@ -141,76 +130,60 @@ D* named(D* d, const char* name, const char* unit = "") {
     return d;
 }
 
+bool has(const std::string& text, const std::string& piece) { return text.find(piece) != std::string::npos; }
+
 }  // namespace
 
-TEST(Show, FreshWorkspaceListsEveryTableInOrder) {
+TEST(Show, FreshWorkspaceTablesVerbosityAndSilence) {
     Session s;
     Result r = s.call({"show"});
     EXPECT_TRUE(r.isFalse());
-    const char* const tables[] = {kDataTable,      kVoiTable,     kInputTable,    kErrorTable, kModelTable,
-                                  kProtocolTable, kOptimizerTable, kUnitTable, kTracerTable};
     std::string all;
-    for (const char* table : tables) {
-        EXPECT_NE(r.text.find(table), std::string::npos) << table;
+    for (const char* table : {kDataTable, kVoiTable, kInputTable, kErrorTable, kModelTable, kProtocolTable,
+                              kOptimizerTable, kUnitTable, kTracerTable})
         all += table;
-    }
     EXPECT_EQ(r.text, all);
-    EXPECT_EQ(r.text.find('*'), std::string::npos);
-    EXPECT_EQ(r.text.find("PARAMETER"), std::string::npos);
-    EXPECT_EQ(r.text.find("verbosity"), std::string::npos);
-
-    // Each topic alone prints its own table; "all" is the default topic.
     EXPECT_EQ(s.call({"show", "unit"}).text, kUnitTable);
+    EXPECT_EQ(s.call({"show", "unit", "nope"}).text, kUnitTable);  // a name does not narrow a whole list
     EXPECT_EQ(s.call({"show", "error"}).text, kErrorTable);
     EXPECT_EQ(s.call({"show", "all"}).text, all);
-    // A reset brings back exactly the same lists.
     s.call({"reset"});
     EXPECT_EQ(s.call({"show"}).text, all);
-}
 
-TEST(Show, VerbosityLineAndSilence) {
-    Session s;
     EXPECT_EQ(s.call({"show", "verbosity"}).text, "verbosity level is 1");
     _MessageHelper::verbosity_ = 3;
     EXPECT_EQ(s.call({"show", "verbosity"}).text, "verbosity level is 3");
     _MessageHelper::verbosity_ = 0;
-    EXPECT_EQ(s.call({"show"}).text, "");
-    EXPECT_EQ(s.call({"show", "verbosity"}).text, "");
+    for (const char* topic : {"all", "verbosity"}) EXPECT_EQ(s.call({"show", topic}).text, "") << topic;
     EXPECT_EQ(s.call({"show", "data", "nosuch"}).text, "");
-    // Unknown topics print nothing and are accepted.
     _MessageHelper::verbosity_ = 1;
-    Result r = s.call({"show", "nosuch"});
-    EXPECT_EQ(r.text, "");
+    EXPECT_EQ(s.call({"show", "nosuch"}).text, "");
 }
 
-TEST(Show, SelectedItemsAreMarked) {
+TEST(Show, SelectedItemsAreMarkedAndRowsFollowSettings) {
     Session s;
-    for (auto pair : {std::make_pair("input", "LinearInterpolation"), std::make_pair("model", "Generic_1TC"),
-                      std::make_pair("protocol", "Generic"), std::make_pair("optimizer", "Levenberg-Marquardt"),
-                      std::make_pair("tracer", "FDG"), std::make_pair("unit", "kBq/ml"),
-                      std::make_pair("error", "Poisson")}) {
-        Result r = s.call({"select", pair.first, pair.second});
-        EXPECT_EQ(r.text, "") << pair.first;
+    for (auto p : {std::make_pair("input", "LinearInterpolation"), std::make_pair("model", "Generic_1TC"),
+                   std::make_pair("protocol", "Generic"), std::make_pair("optimizer", "Levenberg-Marquardt"),
+                   std::make_pair("tracer", "FDG"), std::make_pair("unit", "kBq/ml"),
+                   std::make_pair("error", "Poisson")}) {
+        Result r = s.call({"select", p.first, p.second});
+        EXPECT_EQ(r.text, "") << p.first;
         EXPECT_TRUE(r.isFalse());
     }
-    Result r = s.call({"show"});
-    EXPECT_EQ(count(r.text, "*"), 7u);
-    EXPECT_NE(r.text.find("\n*LinearInterpolation          0 0 0   kBq/ml\n"), std::string::npos);
-    EXPECT_NE(r.text.find("\n*Generic_1TC                  2  0  4 0   kBq/ml\n"), std::string::npos);
-    EXPECT_NE(r.text.find("\n*Generic                                              \n"), std::string::npos);
-    EXPECT_NE(r.text.find("\n*Levenberg-Marquardt         100    1e-09    0.001\n"), std::string::npos);
-    EXPECT_NE(r.text.find("\n*FDG                     6588.0   0.64\n"), std::string::npos);
-    EXPECT_NE(r.text.find("\n*Poisson                             0.00  0.000\n"), std::string::npos);
-    // The selected unit's name cell is 24 wide instead of 12.
-    EXPECT_NE(r.text.find("\n*kBq/ml                  ACTIVITY       1e+03\n"), std::string::npos);
-    // A selected protocol adds the parameter tables (its model has none yet).
-    EXPECT_EQ(r.text.find("PARAMETER"), std::string::npos);
-}
+    const std::string text = s.call({"show"}).text;
+    size_t stars = 0;
+    for (char c : text) stars += c == '*';
+    EXPECT_EQ(stars, 7u);
+    for (const char* row : {"\n*LinearInterpolation          0 0 0   kBq/ml\n",
+                            "\n*Generic_1TC                  2  0  4 0   kBq/ml\n",
+                            "\n*Generic                                              \n",
+                            "\n*Levenberg-Marquardt         100    1e-09    0.001\n",
+                            "\n*FDG                     6588.0   0.64\n",
+                            "\n*Poisson                             0.00  0.000\n",
+                            "\n*kBq/ml                  ACTIVITY       1e+03\n"})  // unit name cell 24 wide
+        EXPECT_TRUE(has(text, row)) << row;
+    EXPECT_FALSE(has(text, "PARAMETER"));  // the protocol's model has none yet
 
-TEST(Show, ErrorModelAndProtocolRowsFollowTheirSettings) {
-    Session s;
-    s.call({"select", "error", "Poisson"});
-    s.call({"select", "protocol", "Generic"});
     ErrorModel* e = s.workspace->getErrorModel("Poisson");
     e->setTracer(Tracer("FDG"));
     e->setSigma(0.1);
@@ -220,14 +193,12 @@ TEST(Show, ErrorModelAndProtocolRowsFollowTheirSettings) {
     Protocol* p = s.workspace->getProtocol("Generic");
     p->setModel(model);
     p->setOptimizer(s.workspace->getOptimizer("Levenberg-Marquardt"));
-    EXPECT_NE(s.call({"show", "error"}).text.find("\n*Poisson                        FDG  0.10  0.500\n"),
-              std::string::npos);
+    EXPECT_TRUE(has(s.call({"show", "error"}).text, "\n*Poisson                        FDG  0.10  0.500\n"));
     EXPECT_EQ(s.call({"show", "protocol"}).text,
               " \nPROTOCOL                MODEL                   OPTIMIZER\n"
               "=========================================================\n"
               "*Generic                    Generic_1TCLevenberg-Marquardt\n \n");
-    EXPECT_NE(s.call({"show", "model"}).text.find("\nGeneric_1TC                   2  1  4 0   kBq/ml\n"),
-              std::string::npos);
+    EXPECT_TRUE(has(s.call({"show", "model"}).text, "\n*Generic_1TC                  2  1  4 0   kBq/ml\n"));
 }
 
 TEST(Show, DataAndVOITables) {
@@ -245,7 +216,6 @@ TEST(Show, DataAndVOITables) {
     // Datasets and VOIs are never marked, even when selected.
     s.call({"select", "data", "scan"});
     s.call({"select", "voi", "roi"});
-
     EXPECT_EQ(s.call({"show", "data"}).text,
               " \nDATASET           D   nT  nZ  nY  nX     UNIT     TYPE      SIZE FLAGS\n"
               "======================================================================\n"
@@ -267,14 +237,12 @@ TEST(Show, ReportsOfSingleObjects) {
     Dataset3D<double>* large = named(new Dataset3D<double>(10, 100, 1, 2.5), "large");
     s.workspace->addData(small);
     s.workspace->addData(large);
-    std::ostringstream values, summary;
+    std::ostringstream values, summary, model, input;
     values << *static_cast<Dataset*>(small);
     large->info(summary);
     ASSERT_NE(values.str(), summary.str());
     EXPECT_EQ(s.call({"show", "data", "small"}).text, values.str());
     EXPECT_EQ(s.call({"show", "data", "large"}).text, summary.str());
-
-    std::ostringstream model, input;
     model << *s.workspace->getModel("Generic_1TC");
     input << *s.workspace->getInput("LinearInterpolation");
     EXPECT_EQ(s.call({"show", "model", "Generic_1TC"}).text, model.str());
@@ -284,10 +252,7 @@ TEST(Show, ReportsOfSingleObjects) {
     EXPECT_EQ(s.call({"show", "voi", "nope"}).text, "WARNING: VOI 'nope' not found\n");
     EXPECT_EQ(s.call({"show", "input", "nope"}).text, "WARNING: input function 'nope' not found\n");
     EXPECT_EQ(s.call({"show", "model", "nope"}).text, "WARNING: model 'nope' not found\n");
-    // A name does not narrow the lists that are shown whole.
-    EXPECT_EQ(s.call({"show", "unit", "nope"}).text, kUnitTable);
-    // A '%' in a user's name comes out as itself.
-    EXPECT_EQ(s.call({"show", "data", "50%s"}).text, "WARNING: data '50%s' not found\n");
+    EXPECT_EQ(s.call({"show", "data", "50%s"}).text, "WARNING: data '50%s' not found\n");  // '%' as itself
 }
 
 TEST(Show, ParameterTablesOfTheSelectedProtocol) {
@@ -300,8 +265,7 @@ TEST(Show, ParameterTablesOfTheSelectedProtocol) {
     model->setParameterMax("k1", 1.0);
     model->setParameterState("k2", Parameter::FIXED);
     s.workspace->getProtocol("Generic")->setModel(model);
-    // Without a selected protocol there is no parameter table.
-    EXPECT_EQ(s.call({"show", "parameter"}).text, "");
+    EXPECT_EQ(s.call({"show", "parameter"}).text, "");  // no protocol selected
     s.call({"select", "protocol", "Generic"});
     const std::string expected = std::string("PARAMETER LinearInterpolation % UNIT    STATE   INITVALUE VALUE  BOUNDARIES\n") +
                                  kRule76 + " \n" +
@@ -314,43 +278,30 @@ TEST(Show, ParameterTablesOfTheSelectedProtocol) {
                                  " \n";
     EXPECT_EQ(s.call({"show", "parameter"}).text, expected);
     // "all" includes them, after the protocol table.
-    std::string all = s.call({"show"}).text;
-    size_t protocol = all.find("PROTOCOL   ");
-    size_t parameters = all.find(expected);
-    size_t optimizer = all.find("OPTIMIZER   ");
+    const std::string all = s.call({"show"}).text;
+    const size_t parameters = all.find(expected);
     ASSERT_NE(parameters, std::string::npos);
-    EXPECT_LT(protocol, parameters);
-    EXPECT_LT(parameters, optimizer);
+    EXPECT_LT(all.find("PROTOCOL   "), parameters);
+    EXPECT_LT(parameters, all.find("OPTIMIZER   "));
 }
 
 TEST(Select, FailuresClearTheSelectionAndPrintTheUnknownCommandLine) {
     Session s;
-    EXPECT_EQ(s.call({"select", "model"}).text,
-              "KINETRA: select has 2 arguments: list item\n"
-              "KINETRA: unknown or invalid command 'select model'\n");
+    const std::string bad = "KINETRA: unknown or invalid command ";
+    EXPECT_EQ(s.call({"select", "model"}).text, "KINETRA: select has 2 arguments: list item\n" + bad + "'select model'\n");
     EXPECT_EQ(s.call({"select", "model", "Generic_1TC", "x"}).text,
-              "KINETRA: select has 2 arguments: list item\n"
-              "KINETRA: unknown or invalid command 'select model Generic_1TC x'\n");
-
+              "KINETRA: select has 2 arguments: list item\n" + bad + "'select model Generic_1TC x'\n");
     s.call({"select", "model", "Generic_1TC"});
     ASSERT_EQ(s.workspace->currentModel_, s.workspace->getModel("Generic_1TC"));
     Result r = s.call({"select", "model", "Nosuch"});
     EXPECT_TRUE(r.isFalse());
-    EXPECT_EQ(r.text,
-              "WARNING: KINETRA: model Nosuch not known\n"
-              "KINETRA: unknown or invalid command 'select model Nosuch'\n");
+    EXPECT_EQ(r.text, "WARNING: KINETRA: model Nosuch not known\n" + bad + "'select model Nosuch'\n");
     EXPECT_EQ(s.workspace->currentModel_, nullptr);
-    EXPECT_EQ(s.call({"show", "model"}).text.find('*'), std::string::npos);
-
-    // List words are exact: "Data" is no list.
+    EXPECT_FALSE(has(s.call({"show", "model"}).text, "*"));
+    // List words are exact, and a non-string item is read as the empty name.
     EXPECT_EQ(s.call({"select", "Data", "x"}).text,
-              "WARNING: unknown list name 'Data'\n"
-              "WARNING: KINETRA: Data x not known\n"
-              "KINETRA: unknown or invalid command 'select Data x'\n");
-    // A non-string item is read as the empty name.
-    Result n = s.call({"select", "tracer", 3.0});
-    EXPECT_EQ(n.text,
-              "KINETRA: array element is no string\n"
-              "WARNING: KINETRA: tracer  not known\n"
-              "KINETRA: unknown or invalid command 'select tracer ...'\n");
+              "WARNING: unknown list name 'Data'\nWARNING: KINETRA: Data x not known\n" + bad + "'select Data x'\n");
+    EXPECT_EQ(s.call({"select", "tracer", 3.0}).text,
+              "KINETRA: array element is no string\nWARNING: KINETRA: tracer  not known\n" + bad +
+                  "'select tracer ...'\n");
 }

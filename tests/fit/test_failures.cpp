@@ -5,97 +5,68 @@
 #include <cmath>
 
 #include "FitFixture.h"
-#include "models/Generic_1TC_Model.h"
 
 namespace {
 
-using fit::Scene;
-
+using fit::contains;
 using fit::endsWith;
 using fit::masked;
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+using fit::Scene;
 
 // A 3 x 2 x 1 grid of noisy Generic_1TC data, k1 and k2 free.
-void noisyGrid(Scene& scene) {
-    scene.setModel(new Generic_1TC_Model(Unit("kBq/ml"), 0.4, 0.15, 1.0, 0.05), 3, 2, 1);
-    scene.model->setParameterState("alpha", Parameter::FIXED);
-    scene.model->setParameterState("beta", Parameter::FIXED);
-    scene.makeData();
-    scene.addNoise(0.05, 3);
-    scene.model->setParameterInitValue("k1", 0.3);
-    scene.model->setParameterInitValue("k2", 0.1);
+struct Grid : Scene {
+    Grid() { oneTissue(3, 2), addNoise(0.05, 3), start(0.3, 0.1); }
+};
+
+std::string runAgain(LevenbergMarquardt& lm) {
+    mexhost::clearOutput();
+    lm.run();
+    return masked(mexhost::takeOutput());
 }
 
-TEST(OptimizerFailures, MissingWorkingSet) {
-    Scene scene;
-    noisyGrid(scene);
+TEST(OptimizerFailures, IncompleteOrMismatchingWorkingSet) {
+    Grid scene;
     LevenbergMarquardt& lm = scene.lm;
-    mexhost::clearOutput();
-    lm.run();  // nothing set
-    EXPECT_EQ(masked(mexhost::takeOutput()),
-              "Levenberg-Marquardt optimizer\nERROR Optimizer(#): Optimizer::prepare() no dataset \n");
-
+    EXPECT_EQ(runAgain(lm), "Levenberg-Marquardt optimizer\nERROR Optimizer(#): Optimizer::prepare() no dataset \n");
     lm.setData(scene.data.get());
-    lm.run();
-    EXPECT_TRUE(endsWith(masked(mexhost::takeOutput()), "ERROR Optimizer(#): Optimizer::prepare() no model \n"));
-
-    // A model without input.
+    EXPECT_TRUE(endsWith(runAgain(lm), "ERROR Optimizer(#): Optimizer::prepare() no model \n"));
     Generic_1TC_Model bare;
     lm.setOptimizable(&bare);
-    lm.run();
-    EXPECT_TRUE(endsWith(masked(mexhost::takeOutput()),
+    EXPECT_TRUE(endsWith(runAgain(lm),
                          "MODEL   : Generic_1TC \nERROR Optimizer(#): no input function set for model 'Generic_1TC' \n"));
 
+    Dataset4D<double> shortError(10, 3, 2, 1, 1.0);
+    shortError.setName("short");
+    lm.setError(&shortError);
+    lm.setOptimizable(scene.model.get());
+    EXPECT_TRUE(endsWith(runAgain(lm), "dimension mismatch between data set (24x3x2x1) and error (10x3x2x1) \n"));
+    VOI small(2, 2, 1, 1);
+    small.setName("small");
+    lm.setError(nullptr);
+    lm.setVOI(&small);
+    EXPECT_TRUE(endsWith(runAgain(lm), "dimension mismatch between data set (3x2x1) and VOI (2x2x1) \n"));
+    Dataset3D<double> volume(3, 2, 1, 1.0);
+    volume.setName("volume");
+    lm.setVOI(nullptr);
+    lm.setData(&volume);
+    EXPECT_TRUE(endsWith(runAgain(lm), "ERROR Optimizer(#): Optimizer::prepare() dataset 'volume' has no frames \n"));
+
+    scene.setVOI([](unsigned, unsigned, unsigned) { return false; });
+    const std::string text = scene.run();
+    EXPECT_TRUE(contains(text, "VOI     : voi (3x2x1) with 0 of 6 active\n"));
+    EXPECT_TRUE(endsWith(masked(text), "ERROR Optimizer(#): VOI 'voi' has 0 active voxels \n"));
+
     // The same optimizer then runs a proper fit.
+    scene.voi.reset();
     EXPECT_TRUE(contains(scene.run(), "INPUT   : plasma \n"));
     EXPECT_EQ(lm.getParameters().size(), 6u);
     EXPECT_EQ(lm.getParameters()[5].exitFlag_, LevenbergMarquardt::RELATIVE_CHISQUARE);
 }
 
-TEST(OptimizerFailures, MismatchingGrids) {
-    Scene scene;
-    noisyGrid(scene);
-    Dataset4D<double> shortError(10, 3, 2, 1, 1.0);
-    shortError.setName("short");
-    scene.lm.setData(scene.data.get());
-    scene.lm.setError(&shortError);
-    scene.lm.setOptimizable(scene.model.get());
-    mexhost::clearOutput();
-    scene.lm.run();
-    EXPECT_TRUE(endsWith(mexhost::takeOutput(), "dimension mismatch between data set (24x3x2x1) and error (10x3x2x1) \n"));
-
-    VOI small(2, 2, 1, 1);
-    small.setName("small");
-    scene.lm.setError(nullptr);
-    scene.lm.setVOI(&small);
-    scene.lm.run();
-    EXPECT_TRUE(endsWith(mexhost::takeOutput(), "dimension mismatch between data set (3x2x1) and VOI (2x2x1) \n"));
-
-    // A volume is no series of frames.
-    Dataset3D<double> volume(3, 2, 1, 1.0);
-    volume.setName("volume");
-    scene.lm.setVOI(nullptr);
-    scene.lm.setData(&volume);
-    scene.lm.run();
-    EXPECT_TRUE(endsWith(masked(mexhost::takeOutput()),
-                         "ERROR Optimizer(#): Optimizer::prepare() dataset 'volume' has no frames \n"));
-}
-
-TEST(OptimizerFailures, VOIWithoutActiveVoxels) {
-    Scene scene;
-    noisyGrid(scene);
-    scene.setVOI([](unsigned, unsigned, unsigned) { return false; });
-    const std::string text = scene.run();
-    EXPECT_TRUE(contains(text, "VOI     : voi (3x2x1) with 0 of 6 active\n"));
-    EXPECT_TRUE(endsWith(masked(text), "ERROR Optimizer(#): VOI 'voi' has 0 active voxels \n"));
-}
-
-// NaN and infinite values skip their voxel with a warning; the other voxels
-// are fitted as usual.
+// NaN and infinite values skip their voxel with a warning; the others are
+// fitted as usual.
 TEST(OptimizerFailures, NonFiniteData) {
-    Scene scene;
-    noisyGrid(scene);
+    Grid scene;
     (*scene.data)(5, 1, 0, 0) = std::nan("");
     (*scene.error)(3, 2, 1, 0) = INFINITY;
     const std::string text = scene.run(true);
@@ -115,8 +86,7 @@ TEST(OptimizerFailures, NonFiniteData) {
 // A zero error counts with weight 1 in the fit; the base statistics divide
 // by it and give errors that are not numbers, without stopping anything.
 TEST(OptimizerFailures, ZeroErrors) {
-    Scene scene;
-    noisyGrid(scene);
+    Grid scene;
     scene.run(false);
     const double k1 = scene.model->getParameterValue("k1", 2, 1, 0);
     const double k2 = scene.model->getParameterValue("k2", 2, 1, 0);
@@ -132,19 +102,14 @@ TEST(OptimizerFailures, ZeroErrors) {
 struct StopAfterFirst : SubUpdate {
     std::vector<int>* seen;
     explicit StopAfterFirst(std::vector<int>* s) : seen(s) {}
-    bool operator()(const UpdateAction& action) override {
-        seen->push_back(action.action_);
-        return false;
-    }
+    bool operator()(const UpdateAction& action) override { return seen->push_back(action.action_), false; }
 };
 
 TEST(OptimizerFailures, StoppedByTheHook) {
-    Scene scene;
-    noisyGrid(scene);
+    Grid scene;
     std::vector<int> seen;
     scene.lm.setUpdate(new StopAfterFirst(&seen));
-    const std::string text = scene.run();
-    EXPECT_TRUE(endsWith(text, "WARNING: Optimization stopped by user!!!\n"));
+    EXPECT_TRUE(endsWith(scene.run(), "WARNING: Optimization stopped by user!!!\n"));
     EXPECT_EQ(seen, (std::vector<int>{1, 0}));
     const std::vector<OptimizerParameters>& r = scene.lm.getParameters();
     EXPECT_EQ(r[0].exitFlag_, LevenbergMarquardt::RELATIVE_CHISQUARE);
@@ -156,11 +121,10 @@ TEST(OptimizerFailures, StoppedByTheHook) {
     EXPECT_EQ(scene.lm.getParameters()[1].exitFlag_, LevenbergMarquardt::RELATIVE_CHISQUARE);
 }
 
-// Nothing free: each voxel can only ramp lambda up; no statistic divides
-// by a missing parameter.
+// Nothing free: each voxel can only ramp lambda; no statistic divides by a
+// missing parameter.
 TEST(OptimizerFailures, NoFreeParameter) {
-    Scene scene;
-    noisyGrid(scene);
+    Grid scene;
     for (const char* name : {"k1", "k2"}) scene.model->setParameterState(name, Parameter::FIXED);
     scene.run(true);
     EXPECT_EQ(scene.lm.getNumFitted(), 0u);
@@ -168,11 +132,10 @@ TEST(OptimizerFailures, NoFreeParameter) {
     EXPECT_EQ(scene.lm.getCovariance().getDimensionX(), 0u);
 }
 
-// An object about to be destroyed is dropped from the working set, so the
-// statistics that read it afterwards see no dataset rather than a freed one.
+// An object about to be destroyed is dropped from the working set, so later
+// statistics see no dataset rather than a freed one.
 TEST(OptimizerFailures, ForgetDestroyedObjects) {
-    Scene scene;
-    noisyGrid(scene);
+    Grid scene;
     scene.run(true);
     scene.lm.forget(scene.data.get());
     scene.lm.forget(scene.model.get());

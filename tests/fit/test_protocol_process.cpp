@@ -1,16 +1,13 @@
 // The process command as Matlab calls it: argument forms, temporaries made
-// from arrays, the printed head and indent, the failures that leave the
-// workspace usable, and one whole two-voxel fit with a known optimum.
+// from arrays, the printed head, and one whole fit with a known optimum.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <regex>
-#include <string>
 
 #include "Dataset4D.h"
 #include "InputFunction.h"
 #include "Model.h"
-#include "Optimizer.h"
 #include "Protocol.h"
 #include "VOI.h"
 #include "support/Session.h"
@@ -20,88 +17,66 @@ using test::Session;
 
 namespace {
 
-const std::string kRule73 = std::string(73, '=') + "\n";
-
 std::string head(const char* data, const char* error, const char* in, const char* out) {
     return std::string(" \nPROTOCOL 'Generic' DATA '") + data + "' ERROR '" + error + "'\n  VOI_IN '" + in +
-           "' VOI_OUT '" + out + "'\n" + kRule73;
+           "' VOI_OUT '" + out + "'\n" + std::string(73, '=') + "\n";
 }
 
 std::string errors(const std::string& text) { return std::regex_replace(text, std::regex("\\((\\d+)\\)"), "(N)"); }
 
-// A Z x Y x X x T double array (Matlab order) filled with one value.
+// Z x Y x X x T (Matlab order) filled with one value, and a 1 x 1 x X mask.
 mxArray* array4D(mwSize X, mwSize T, double value) {
     return mexhost::makeArray(mxDOUBLE_CLASS, {1, 1, X, T}, std::vector<double>(X * T, value));
 }
-
-// A 1 x 1 x X logical mask.
 mxArray* mask3D(mwSize X) { return mexhost::makeArray(mxLOGICAL_CLASS, {1, 1, X}, std::vector<double>(X, 1.0)); }
 
-// A dataset "a" of T frames and two voxels in the workspace.
-Dataset4D<double>* addSeries(Session& s, const char* name, unsigned T = 3) {
-    Dataset4D<double>* d = new Dataset4D<double>(T, 2, 1, 1, 1.0);
-    d->setName(name);
-    s.workspace->addData(d);
-    return d;
+// The Generic protocol selected, optionally with the method as optimizer.
+Protocol* generic(Session& s, bool withOptimizer) {
+    s.call({"select", "protocol", "Generic"});
+    Protocol* p = s.workspace->getProtocol("Generic");
+    if (withOptimizer) p->setOptimizer(s.workspace->getOptimizer("Levenberg-Marquardt"));
+    return p;
 }
 
 }  // namespace
 
-TEST(Process, ArgumentCountAndSelection) {
+TEST(Process, ArgumentsAndNames) {
     Session s;
-    EXPECT_EQ(s.call({"process", "a", "none", "none"}).text,
-              "KINETRA: unknown or invalid command 'process a none none'\n");
+    EXPECT_EQ(s.call({"process", "a", "none", "none"}).text, "KINETRA: unknown or invalid command 'process a none none'\n");
     Result r = s.call({"process", "a", "none", "none", "none"});
     EXPECT_TRUE(r.isFalse());
     EXPECT_EQ(errors(r.text), "ERROR interfaces/MatlabInterface(N): no protocol selected \n");
-}
 
-TEST(Process, NamesMustExist) {
-    Session s;
-    s.call({"select", "protocol", "Generic"});
-    addSeries(s, "a");
-    EXPECT_EQ(errors(s.call({"process", "x", "none", "none", "none"}).text),
-              "ERROR interfaces/MatlabInterface(N): dataset 'x' not found\n \n");
-    EXPECT_EQ(errors(s.call({"process", "a", "x", "none", "none"}).text),
-              "ERROR interfaces/MatlabInterface(N): error dataset 'x' not found\n \n");
-    EXPECT_EQ(errors(s.call({"process", "a", "none", "x", "none"}).text),
-              "ERROR interfaces/MatlabInterface(N): input VOI 'x' not found\n \n");
-    EXPECT_EQ(errors(s.call({"process", "a", "none", "none", "x"}).text),
-              "ERROR interfaces/MatlabInterface(N): model VOI 'x' not found\n \n");
+    Protocol* p = generic(s, false);
+    Dataset4D<double>* a = new Dataset4D<double>(3, 2, 1, 1, 1.0);
+    a->setName("a");
+    s.workspace->addData(a);
+    const std::string E = "ERROR interfaces/MatlabInterface(N): ";
+    EXPECT_EQ(errors(s.call({"process", "x", "none", "none", "none"}).text), E + "dataset 'x' not found\n \n");
+    EXPECT_EQ(errors(s.call({"process", "a", "x", "none", "none"}).text), E + "error dataset 'x' not found\n \n");
+    EXPECT_EQ(errors(s.call({"process", "a", "none", "x", "none"}).text), E + "input VOI 'x' not found\n \n");
+    EXPECT_EQ(errors(s.call({"process", "a", "none", "none", "x"}).text), E + "model VOI 'x' not found\n \n");
     EXPECT_EQ(s.call({"process", 3.0, "none", "none", "none"}).text, "WARNING: invalid data argument\n");
-    // Nothing reached the protocol.
-    EXPECT_TRUE(s.workspace->getProtocol("Generic")->data_.empty());
-}
+    EXPECT_TRUE(p->data_.empty());
 
-TEST(Process, ANameAndNoneAddOnlyTheData) {
-    Session s;
-    s.call({"select", "protocol", "Generic"});
-    Dataset* a = addSeries(s, "a");
-    // The default protocol has no optimizer yet: the fit reports it.
-    Result r = s.call({"process", "a", "none", "none", "none"});
-    EXPECT_EQ(errors(r.text), head("a", "none", "none", "none") + "ERROR Protocol(N): no optimizer \n");
-    Protocol* p = s.workspace->getProtocol("Generic");
+    // A name and "none" add only the data; the protocol has no optimizer yet.
+    EXPECT_EQ(errors(s.call({"process", "a", "none", "none", "none"}).text),
+              head("a", "none", "none", "none") + "ERROR Protocol(N): no optimizer \n");
     ASSERT_EQ(p->data_.size(), 1u);
     EXPECT_EQ(p->data_["a"], a);
     EXPECT_TRUE(p->voi_.empty());
     EXPECT_EQ(_MessageHelper::indent_, "");
-
-    // With an optimizer and no stage there is nothing more to say; a
-    // non-string error argument means no error dataset and prints empty.
+    // No stage: nothing more to say; a non-string error prints empty.
     p->setOptimizer(s.workspace->getOptimizer("Levenberg-Marquardt"));
     EXPECT_EQ(s.call({"process", "a", 7.0, "none", "none"}).text, head("a", "", "none", "none"));
 }
 
 TEST(Process, ArraysBecomeTemporariesThatReplaceTheirPredecessors) {
     Session s;
-    s.call({"select", "protocol", "Generic"});
-    Protocol* p = s.workspace->getProtocol("Generic");
-    p->setOptimizer(s.workspace->getOptimizer("Levenberg-Marquardt"));
-
+    Protocol* p = generic(s, true);
     Result first = s.call({"process", array4D(2, 3, 1.0), array4D(2, 3, 0.1), mask3D(2), mask3D(2)});
-    // The default protocol has no model: both stages are refused.
-    EXPECT_EQ(errors(first.text),
-              head("_data_", "_error_", "_input_voi_", "_output_voi_") + "ERROR Protocol(N): no model in protocol 'Generic' \n");
+    EXPECT_EQ(errors(first.text), head("_data_", "_error_", "_input_voi_", "_output_voi_") +
+                                      "ERROR Protocol(N): no model in protocol 'Generic' \n");
     for (const char* name : {"_data_", "_error_"}) {
         ASSERT_NE(s.workspace->getData(name), nullptr) << name;
         EXPECT_EQ(p->data_[name], s.workspace->getData(name));
@@ -111,50 +86,40 @@ TEST(Process, ArraysBecomeTemporariesThatReplaceTheirPredecessors) {
         EXPECT_EQ(s.workspace->getVOI(name)->numActive(), 2u);
         EXPECT_EQ(p->voi_[name], s.workspace->getVOI(name));
     }
-
-    // The second "_data_" replaces the first, in the workspace and in the protocol.
     Result second = s.call({"process", array4D(2, 3, 5.0), "none", "none", "none"});
     EXPECT_EQ(second.text, "WARNING: overwriting dataset '_data_'\n" + head("_data_", "none", "none", "none"));
-    Dataset* data = s.workspace->getData("_data_");
-    EXPECT_EQ(data->getValue4D(2, 1, 0, 0), 5.0);
-    EXPECT_EQ(p->data_["_data_"], data);
-
+    EXPECT_EQ(s.workspace->getData("_data_")->getValue4D(2, 1, 0, 0), 5.0);
+    EXPECT_EQ(p->data_["_data_"], s.workspace->getData("_data_"));
     // A 3D array that is no mask stops the command after the bridge's message.
     Result bad = s.call({"process", "_data_", "none", mexhost::makeArray(mxDOUBLE_CLASS, {1, 1, 2}), "none"});
     EXPECT_EQ(bad.text, "KINETRA: voi must be of type logical\n");
     EXPECT_NE(s.workspace->getVOI("_input_voi_"), nullptr);
-}
 
-TEST(Process, TemporaryNamedAsAnotherArgumentStaysConsistent) {
-    Session s;
-    s.call({"select", "protocol", "Generic"});
-    Protocol* p = s.workspace->getProtocol("Generic");
-    p->setOptimizer(s.workspace->getOptimizer("Levenberg-Marquardt"));
-    s.call({"process", array4D(2, 3, 1.0), array4D(2, 3, 0.1), "none", "none"});
     // "_error_" named as the data is replaced by the new error array: the
-    // protocol must only ever see live objects.
+    // protocol must only see live objects, and listing may find none stale.
     Result r = s.call({"process", "_error_", array4D(2, 3, 0.2), "none", "none"});
     EXPECT_NE(r.text.find("overwriting dataset '_error_'"), std::string::npos);
     EXPECT_EQ(p->data_["_error_"], s.workspace->getData("_error_"));
-    // Listing reads every object the workspace holds: none may be stale.
     s.call({"show", "data"});
 }
 
-// Generic_1TC with alpha = 1 and beta = 0 held const: y = k1 conv(k2) of a
-// measured blood curve. Data made by the model itself at k1 = 0.3/min,
-// k2 = 0.1/min is fitted back from a distant start in both voxels of a
-// VOI given as an array.
+// y = k1 conv(k2) of a measured blood curve (alpha 1, beta 0 const): data
+// made at k1 = 0.3/min, k2 = 0.1/min are fitted back from a distant start in
+// both voxels of a VOI given as an array.
 TEST(Process, AWholeFitFindsTheParametersThatMadeTheData) {
     Session s;
     const unsigned T = 24;
     Dataset4D<double>* blood = new Dataset4D<double>(T, 1, 1, 1, 0.0);
+    Dataset4D<double>* tissue = new Dataset4D<double>(T, 2, 1, 1, 0.0);
     blood->setName("blood");
     blood->setUnit(Unit("kBq/ml"));
-    blood->setMidframeApprox(true);
+    tissue->setName("tissue");
+    for (Dataset4D<double>* d : {blood, tissue}) {
+        d->setMidframeApprox(true);
+        for (unsigned t = 0; t < T; ++t) d->setTime(t, 10.0 * t), d->setFrameLength(t, 10.0);
+    }
     for (unsigned t = 0; t < T; ++t) {
         const double tm = 10.0 * t + 5.0;
-        blood->setTime(t, 10.0 * t);
-        blood->setFrameLength(t, 10.0);
         (*blood)(t, 0, 0, 0) = 50.0 * (tm / 30.0) * std::exp(1.0 - tm / 30.0) + 5.0;
     }
     s.workspace->addData(blood);
@@ -167,27 +132,15 @@ TEST(Process, AWholeFitFindsTheParametersThatMadeTheData) {
     model->setParameterState("beta", Parameter::CONST);
     model->setParameterValue("k1", 0.3);
     model->setParameterValue("k2", 0.1);
-    Dataset4D<double>* curve = model->createData(*blood);
+    std::unique_ptr<Dataset4D<double>> curve(model->createData(*blood));
     ASSERT_NE(curve, nullptr);
-
-    Dataset4D<double>* tissue = new Dataset4D<double>(T, 2, 1, 1, 0.0);
-    tissue->setName("tissue");
     tissue->setUnit(curve->getUnit());
-    tissue->setMidframeApprox(true);
-    for (unsigned t = 0; t < T; ++t) {
-        tissue->setTime(t, blood->getTime(t));
-        tissue->setFrameLength(t, blood->getFrameLength(t));
+    for (unsigned t = 0; t < T; ++t)
         for (unsigned x = 0; x < 2; ++x) (*tissue)(t, x, 0, 0) = (*curve)(t, 0, 0, 0);
-    }
-    delete curve;
     s.workspace->addData(tissue);
     model->setParameterInitValue("k1", 0.1);
     model->setParameterInitValue("k2", 0.3);
-
-    Protocol* p = s.workspace->getProtocol("Generic");
-    p->setModel(model);
-    p->setOptimizer(s.workspace->getOptimizer("Levenberg-Marquardt"));
-    s.call({"select", "protocol", "Generic"});
+    generic(s, true)->setModel(model);
     Result r = s.call({"process", "tissue", "none", "none", mask3D(2)});
 
     EXPECT_EQ(r.text.find(head("tissue", "none", "none", "_output_voi_")), 0u) << r.text;
@@ -198,6 +151,5 @@ TEST(Process, AWholeFitFindsTheParametersThatMadeTheData) {
         EXPECT_NEAR(model->getParameterValue("k1", x, 0, 0), 0.3, 1e-4) << x;
         EXPECT_NEAR(model->getParameterValue("k2", x, 0, 0), 0.1, 1e-4) << x;
     }
-    // The workspace stays usable: the temporaries are listed.
     EXPECT_NE(s.call({"show", "voi"}).text.find("_output_voi_"), std::string::npos);
 }

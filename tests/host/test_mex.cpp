@@ -1,5 +1,4 @@
-// Tests of the stand-alone array layer: the MEX API as the toolbox sees it
-// and the hooks that let tests play the host program.
+// The stand-alone MEX layer as the toolbox sees it, and the host hooks.
 #include "mex.h"
 #include "mexhost.h"
 
@@ -7,7 +6,6 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -20,43 +18,34 @@ using mexhost::values;
 namespace {
 
 using Dims = std::vector<mwSize>;
+using V = std::vector<double>;
 
 // Every test must leave as many live arrays behind as it found.
 class MexHost : public ::testing::Test {
 protected:
-    void SetUp() override {
-        live_ = mexhost::liveArrays();
-        mexhost::clearOutput();
-    }
+    void SetUp() override { live_ = mexhost::liveArrays(), mexhost::clearOutput(); }
     void TearDown() override { EXPECT_EQ(mexhost::liveArrays(), live_) << "arrays leaked"; }
-
-private:
     int live_ = 0;
 };
-
 using MexHostDeathTest = MexHost;
 
+void destroy(std::initializer_list<mxArray*> arrays) {
+    for (mxArray* a : arrays) mxDestroyArray(a);
+}
+
 int exitCalls = 0;
-void countExit() { ++exitCalls; }
-void otherExit() { exitCalls += 100; }
 
 TEST_F(MexHost, ClassPredicatesFollowTheClass) {
-    struct Case {
-        mxClassID id;
-        bool numeric;
-        size_t elementSize;
-    };
-    const Case cases[] = {
+    const struct { mxClassID id; bool numeric; size_t size; } cases[] = {
         {mxDOUBLE_CLASS, true, 8}, {mxSINGLE_CLASS, true, 4}, {mxINT8_CLASS, true, 1},
         {mxUINT8_CLASS, true, 1},  {mxINT16_CLASS, true, 2},  {mxUINT16_CLASS, true, 2},
         {mxINT32_CLASS, true, 4},  {mxUINT32_CLASS, true, 4}, {mxINT64_CLASS, true, 8},
         {mxUINT64_CLASS, true, 8}, {mxLOGICAL_CLASS, false, 1}, {mxCHAR_CLASS, false, 2},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         mxArray* a = makeArray(c.id, {2, 2});
-        EXPECT_EQ(mxGetClassID(a), c.id);
         EXPECT_EQ(mxIsNumeric(a), c.numeric) << c.id;
-        EXPECT_EQ(mxGetElementSize(a), c.elementSize) << c.id;
+        EXPECT_EQ(mxGetElementSize(a), c.size) << c.id;
         EXPECT_EQ(mxIsDouble(a), c.id == mxDOUBLE_CLASS);
         EXPECT_EQ(mxIsLogical(a), c.id == mxLOGICAL_CLASS);
         EXPECT_EQ(mxIsChar(a), c.id == mxCHAR_CLASS);
@@ -64,88 +53,65 @@ TEST_F(MexHost, ClassPredicatesFollowTheClass) {
         mxDestroyArray(a);
     }
     mxArray* cell = mxCreateCellMatrix(1, 1);
-    EXPECT_EQ(mxGetClassID(cell), mxCELL_CLASS);
-    EXPECT_TRUE(mxIsCell(cell));
-    EXPECT_FALSE(mxIsNumeric(cell));
+    EXPECT_TRUE(mxIsCell(cell) && !mxIsNumeric(cell) && mxGetClassID(cell) == mxCELL_CLASS);
     mxDestroyArray(cell);
 }
 
-TEST_F(MexHost, ShapesKeepAtLeastTwoDimensionsAndDropTrailingOnes) {
-    const mwSize d341[] = {3, 4, 1};
-    const mwSize d3415[] = {3, 4, 1, 5};
-    const mwSize d7[] = {7};
+TEST_F(MexHost, ShapesLayoutAndZeroFill) {
+    const mwSize d341[] = {3, 4, 1}, d3415[] = {3, 4, 1, 5}, d7[] = {7};
     mxArray* a = mxCreateNumericArray(3, d341, mxDOUBLE_CLASS, mxREAL);
     mxArray* b = mxCreateNumericArray(4, d3415, mxUINT16_CLASS, mxREAL);
     mxArray* c = mxCreateLogicalArray(1, d7);
     mxArray* e = mxCreateNumericArray(0, nullptr, mxDOUBLE_CLASS, mxREAL);
-
     EXPECT_EQ(mxGetNumberOfDimensions(a), 2u);
     EXPECT_EQ(dims(a), (Dims{3, 4}));
     EXPECT_EQ(mxGetNumberOfDimensions(b), 4u);
     EXPECT_EQ(dims(b), (Dims{3, 4, 1, 5}));
     EXPECT_EQ(mxGetNumberOfElements(b), 60u);
     EXPECT_EQ(mxGetM(b), 3u);
-    EXPECT_EQ(mxGetN(b), 20u);  // product of all sizes but the first
+    EXPECT_EQ(mxGetN(b), 20u);
     EXPECT_EQ(dims(c), (Dims{7, 1}));
     EXPECT_EQ(dims(e), (Dims{0, 0}));
     EXPECT_TRUE(mxIsEmpty(e));
     EXPECT_EQ(mxGetData(e), nullptr);
+    destroy({a, b, c, e});
 
-    for (mxArray* x : {a, b, c, e}) mxDestroyArray(x);
-}
-
-TEST_F(MexHost, CreationIsZeroFilledAndColumnMajor) {
     mxArray* z = mxCreateNumericMatrix(3, 2, mxINT32_CLASS, mxREAL);
-    EXPECT_EQ(values(z), std::vector<double>(6, 0.0));
-    mxDestroyArray(z);
-
-    // A(r, c) of an m-by-n matrix is element r + c * m.
-    mxArray* a = makeArray(mxDOUBLE_CLASS, {2, 3}, {11, 21, 12, 22, 13, 23});
-    const double* p = mxGetPr(a);
-    ASSERT_NE(p, nullptr);
-    EXPECT_EQ(p[1 + 2 * 2], 23);
-    mxDestroyArray(a);
-
-    // In 3D the running index is i + m * (j + n * k).
-    mxArray* b = makeArray(mxINT16_CLASS, {2, 3, 4});
-    auto* q = static_cast<int16_t*>(mxGetData(b));
-    q[1 + 2 * (2 + 3 * 3)] = 7;
-    EXPECT_EQ(values(b)[23], 7);
-    EXPECT_EQ(mxGetPr(b), nullptr) << "only double arrays have a double pointer";
-    mxDestroyArray(b);
-
+    EXPECT_EQ(values(z), V(6, 0.0));
+    mxArray* m = makeArray(mxDOUBLE_CLASS, {2, 3}, {11, 21, 12, 22, 13, 23});
+    ASSERT_NE(mxGetPr(m), nullptr);
+    EXPECT_EQ(mxGetPr(m)[1 + 2 * 2], 23);  // A(r, c) is element r + c * m
+    mxArray* q = makeArray(mxINT16_CLASS, {2, 3, 4});
+    static_cast<int16_t*>(mxGetData(q))[1 + 2 * (2 + 3 * 3)] = 7;
+    EXPECT_EQ(values(q)[23], 7);
+    EXPECT_EQ(mxGetPr(q), nullptr) << "only double arrays have a double pointer";
     mxArray* t = mxCreateLogicalScalar(true);
     EXPECT_EQ(*static_cast<unsigned char*>(mxGetData(t)), 1);
-    mxDestroyArray(t);
+    destroy({z, m, q, t});
 }
 
-TEST_F(MexHost, ValuesConvertLikeMatlab) {
+TEST_F(MexHost, ValuesAndScalarsConvertLikeMatlab) {
     mxArray* i8 = makeArray(mxINT8_CLASS, {1, 5}, {2.5, -2.5, 300, -300, NAN});
-    EXPECT_EQ(values(i8), (std::vector<double>{3, -3, 127, -128, 0}));
     mxArray* u8 = makeArray(mxUINT8_CLASS, {1, 2}, {-1, 255.4});
-    EXPECT_EQ(values(u8), (std::vector<double>{0, 255}));
-    mxArray* lg = makeArray(mxLOGICAL_CLASS, {1, 3}, {0, 2, -0.5});
-    EXPECT_EQ(values(lg), (std::vector<double>{0, 1, 1}));
+    mxArray* lg = makeArray(mxLOGICAL_CLASS, {1, 3}, {2, 0, -0.5});
     mxArray* sg = makeArray(mxSINGLE_CLASS, {1, 1}, {1e300});
+    EXPECT_EQ(values(i8), (V{3, -3, 127, -128, 0}));
+    EXPECT_EQ(values(u8), (V{0, 255}));
+    EXPECT_EQ(values(lg), (V{1, 0, 1}));
     EXPECT_EQ(values(sg)[0], std::numeric_limits<double>::infinity());
-    for (mxArray* x : {i8, u8, lg, sg}) mxDestroyArray(x);
-
     EXPECT_THROW(makeArray(mxDOUBLE_CLASS, {2, 2}, {1, 2, 3}), std::invalid_argument);
     EXPECT_THROW(makeArray(mxCELL_CLASS, {1, 1}), std::invalid_argument);
-}
 
-TEST_F(MexHost, ScalarIsTheFirstElementAsDouble) {
     mxArray* i = makeArray(mxINT16_CLASS, {2, 1}, {-3, 9});
-    mxArray* l = mxCreateLogicalScalar(true);
     mxArray* c = mxCreateString("A");
     mxArray* e = mxCreateDoubleMatrix(0, 3, mxREAL);
     mxArray* u = makeArray(mxUINT32_CLASS, {1, 1}, {4e9});
     EXPECT_EQ(mxGetScalar(i), -3.0);
-    EXPECT_EQ(mxGetScalar(l), 1.0);
+    EXPECT_EQ(mxGetScalar(lg), 1.0);
     EXPECT_EQ(mxGetScalar(c), 65.0);
     EXPECT_EQ(mxGetScalar(e), 0.0);
     EXPECT_EQ(mxGetScalar(u), 4e9);
-    for (mxArray* x : {i, l, c, e, u}) mxDestroyArray(x);
+    destroy({i8, u8, lg, sg, i, c, e, u});
 }
 
 TEST_F(MexHost, StringsAreRowsOfUtf16Units) {
@@ -156,50 +122,40 @@ TEST_F(MexHost, StringsAreRowsOfUtf16Units) {
     char* copy = mxArrayToString(s);
     EXPECT_STREQ(copy, "abc");
     mxFree(copy);
-
     mxArray* empty = mxCreateString("");
     EXPECT_EQ(dims(empty), (Dims{0, 0}));
-    char buf[4] = "xyz";
+    char buf[16] = "xyz";
     EXPECT_EQ(mxGetString(empty, buf, sizeof buf), 0);
     EXPECT_STREQ(buf, "");
-
-    // U+00E9 is one unit, U+1F600 a surrogate pair; both survive the round trip.
+    // U+00E9 is one unit, U+1F600 a surrogate pair; non-UTF-8 bytes are Latin-1.
     mxArray* wide = mxCreateString("\xC3\xA9-\xF0\x9F\x98\x80");
     EXPECT_EQ(mxGetNumberOfElements(wide), 4u);
     EXPECT_EQ(mexhost::str(wide), "\xC3\xA9-\xF0\x9F\x98\x80");
-    // Bytes that are no UTF-8 are kept as Latin-1 characters.
     mxArray* latin = mxCreateString("\xE9t\xE9");
     EXPECT_EQ(mxGetNumberOfElements(latin), 3u);
     EXPECT_EQ(mxGetScalar(latin), 0xE9);
-
-    for (mxArray* x : {s, empty, wide, latin}) mxDestroyArray(x);
+    destroy({s, empty, wide, latin});
 }
 
 TEST_F(MexHost, GetStringTruncatesToTheBuffer) {
     mxArray* s = mxCreateString("hello");
     char buf[16];
     std::memset(buf, '#', sizeof buf);
-    EXPECT_EQ(mxGetString(s, buf, 6), 0);  // exact fit: five characters and the zero
+    EXPECT_EQ(mxGetString(s, buf, 6), 0);  // exact fit
     EXPECT_STREQ(buf, "hello");
-
     std::memset(buf, '#', sizeof buf);
     EXPECT_EQ(mxGetString(s, buf, 4), 1);
     EXPECT_STREQ(buf, "hel");
     EXPECT_EQ(buf[4], '#') << "wrote past the buffer";
-
     EXPECT_EQ(mxGetString(s, buf, 1), 1);
     EXPECT_STREQ(buf, "");
-
-    // A character is never split: U+00E9 needs two bytes, only one is left.
-    mxArray* wide = mxCreateString("a\xC3\xA9");
+    mxArray* wide = mxCreateString("a\xC3\xA9");  // a character is never split
     EXPECT_EQ(mxGetString(wide, buf, 3), 1);
     EXPECT_STREQ(buf, "a");
-
     mxArray* num = mxCreateDoubleScalar(1);
     EXPECT_EQ(mxGetString(num, buf, sizeof buf), 1);
     EXPECT_EQ(mxArrayToString(num), nullptr);
-
-    for (mxArray* x : {s, wide, num}) mxDestroyArray(x);
+    destroy({s, wide, num});
 }
 
 TEST_F(MexHost, CellsOwnTheirElements) {
@@ -210,25 +166,18 @@ TEST_F(MexHost, CellsOwnTheirElements) {
     mxSetCell(cell, 0, name);
     mxSetCell(cell, 2, mxCreateDoubleScalar(1000));
     EXPECT_EQ(mxGetCell(cell, 0), name);
-    EXPECT_EQ(mexhost::liveArrays(), before + 3);
-
-    // A copy is deep: destroying the original leaves it intact.
-    mxArray* copy = mxDuplicateArray(cell);
+    mxArray* copy = mxDuplicateArray(cell);  // deep
     EXPECT_EQ(mexhost::liveArrays(), before + 6);
     EXPECT_NE(mxGetCell(copy, 0), name);
-
     mxDestroyArray(cell);
     EXPECT_EQ(mexhost::liveArrays(), before + 3);
     EXPECT_EQ(mexhost::str(mxGetCell(copy, 0)), "kBq/ml");
     EXPECT_EQ(mxGetScalar(mxGetCell(copy, 2)), 1000);
-
-    // Replacing an element destroys nothing; the caller frees the old one
-    // first, which leaves the slot empty.
+    // Replacing destroys nothing; destroying an element empties its slot.
     mxArray* old = mxGetCell(copy, 2);
     mxSetCell(copy, 2, mxCreateDoubleScalar(1));
     EXPECT_EQ(mexhost::liveArrays(), before + 4);
-    mxDestroyArray(old);
-    mxDestroyArray(mxGetCell(copy, 0));
+    destroy({old, mxGetCell(copy, 0)});
     EXPECT_EQ(mxGetCell(copy, 0), nullptr);
     mxDestroyArray(copy);
     EXPECT_EQ(mexhost::liveArrays(), before);
@@ -238,50 +187,40 @@ TEST_F(MexHostDeathTest, MisuseOfArraysAborts) {
     EXPECT_DEATH(
         {
             mxArray* a = mxCreateDoubleScalar(1);
-            mxDestroyArray(a);
-            mxDestroyArray(a);
+            destroy({a, a});
         },
         "mex host: mxDestroyArray: array was destroyed");
     EXPECT_DEATH(
         {
             mxArray* a = mxCreateDoubleScalar(1);
-            mxArray* c1 = mxCreateCellMatrix(1, 1);
-            mxArray* c2 = mxCreateCellMatrix(1, 1);
-            mxSetCell(c1, 0, a);
-            mxSetCell(c2, 0, a);
+            mxSetCell(mxCreateCellMatrix(1, 1), 0, a);
+            mxSetCell(mxCreateCellMatrix(1, 1), 0, a);
         },
         "already an element");
     EXPECT_DEATH(mxGetCell(mxCreateCellMatrix(2, 2), 4), "index out of range");
     EXPECT_DEATH(mxCreateDoubleMatrix(1, 1, mxCOMPLEX), "complex");
 }
 
-TEST_F(MexHost, PrintfCollectsOutput) {
+TEST_F(MexHost, PrintfCollectsOutputAndAtExitRunsTheLatestOnce) {
     EXPECT_EQ(mexPrintf("%s %d\n", "frames", 24), 10);
     mexPrintf("%.2f", 0.5);
     EXPECT_EQ(mexhost::output(), "frames 24\n0.50");
     EXPECT_EQ(mexhost::takeOutput(), "frames 24\n0.50");
     EXPECT_EQ(mexhost::output(), "");
-
-    // Longer than any fixed buffer the implementation might use.
-    const std::string longText(5000, 'x');
+    const std::string longText(5000, 'x');  // longer than any fixed buffer
     EXPECT_EQ(mexPrintf("<%s>", longText.c_str()), 5002);
-    EXPECT_EQ(mexhost::output(), "<" + longText + ">");
-    mexhost::clearOutput();
-
+    EXPECT_EQ(mexhost::takeOutput(), "<" + longText + ">");
     mexhost::setEcho(true);
     testing::internal::CaptureStdout();
     mexPrintf("echo %d", 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "echo 1");
     mexhost::setEcho(false);
     EXPECT_EQ(mexhost::takeOutput(), "echo 1");
-}
 
-TEST_F(MexHost, AtExitRunsTheLatestFunctionOnce) {
     exitCalls = 0;
-    EXPECT_EQ(mexAtExit(otherExit), 0);
-    EXPECT_EQ(mexAtExit(countExit), 0);  // a module registers on every call
+    EXPECT_EQ(mexAtExit([] { exitCalls += 100; }), 0);
+    EXPECT_EQ(mexAtExit([] { ++exitCalls; }), 0);
     EXPECT_TRUE(mexhost::runAtExit());
-    EXPECT_EQ(exitCalls, 1);
     EXPECT_FALSE(mexhost::runAtExit());
     EXPECT_EQ(exitCalls, 1);
 }

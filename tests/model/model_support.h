@@ -1,8 +1,9 @@
-// Helpers of the model tests: test inputs, a measured blood curve and an
-// independent reference for convolutions of a piecewise linear curve.
+// Helpers of the model tests: test inputs, blood curves and an independent
+// reference for convolutions of a piecewise linear curve.
 #ifndef KINETRA_TESTS_MODEL_SUPPORT_H
 #define KINETRA_TESTS_MODEL_SUPPORT_H
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <string>
@@ -23,29 +24,21 @@ struct Verbosity {
 };
 
 // C(t) = a t, with its two convolutions in closed form; counts the calls.
-//   int_0^t exp(-k s) a (t - s) ds   = a (t/k - (1 - e)/k^2)
-//   int_0^t exp(-k s) a (t - s)^2 ds = a (t^2/k - 2t/k^2 + 2(1 - e)/k^3),  e = exp(-k t)
 class RampInput : public InputFunction {
 public:
     explicit RampInput(double a = 2.0, const std::string& name = "ramp", const Unit& unit = Unit("kBq/ml"))
         : InputFunction(name, unit), a_(a) {}
-    double operator()(double t, unsigned, unsigned, unsigned) override {
-        ++values;
-        return a_ * t;
-    }
+    double operator()(double t, unsigned, unsigned, unsigned) override { return ++values, a_ * t; }
     double convExp(double k, double t, unsigned, unsigned, unsigned) override {
         ++convs;
-        const double e = std::exp(-k * t);
-        return a_ * (t / k - (1 - e) / (k * k));
+        return a_ * (t / k - (1 - std::exp(-k * t)) / (k * k));
     }
     double convTimeExp(double k, double t, unsigned, unsigned, unsigned) override {
         ++convTs;
-        const double e = std::exp(-k * t);
-        return a_ * (t * t / k - 2 * t / (k * k) + 2 * (1 - e) / (k * k * k));
+        return a_ * (t * t / k - 2 * t / (k * k) + 2 * (1 - std::exp(-k * t)) / (k * k * k));
     }
     void initParameters(const Dataset*, const VOI*) override {}
-    // resize(n) gives it the parameters p0 .. p<n-1>, which nothing reads.
-    void init(const std::vector<double>& v) override {
+    void init(const std::vector<double>& v) override {  // parameters p0 .. p<n-1>
         for (size_t i = 0; i < v.size(); ++i) addParameter("p" + std::to_string(i), Unit(), v[i]);
     }
     int values = 0, convs = 0, convTs = 0;
@@ -59,11 +52,7 @@ inline double blood(double t) { return 40.0 * (t / 20) * (t / 20) * std::exp(-t 
 
 inline std::vector<double> frameTimes(unsigned n) {
     std::vector<double> times;
-    double t = 2.0;
-    for (unsigned i = 0; i < n; ++i) {
-        times.push_back(t);
-        t += i < 12 ? 5.0 : (i < 22 ? 15.0 : 60.0);
-    }
+    for (unsigned i = 0, t = 2; i < n; ++i, t += i <= 12 ? 5 : (i <= 22 ? 15 : 60)) times.push_back(t);
     return times;
 }
 
@@ -85,63 +74,60 @@ inline std::unique_ptr<LinearInterpolation> measuredInput(const std::vector<doub
     return input;
 }
 
-// The piecewise linear curve itself: (0, 0) to the first sample, the samples,
-// then on with the last slope.
+// The piecewise linear curve, written independently: (0, 0) to the first
+// sample, the samples, then on with the last slope.
 struct Polyline {
     std::vector<double> T, Y;
-    double operator()(double t) const {
+    double operator()(double u) const {
         const size_t n = T.size();
-        if (t >= T[n - 1]) return Y[n - 1] + (t - T[n - 1]) * (Y[n - 1] - Y[n - 2]) / (T[n - 1] - T[n - 2]);
-        if (t <= T[0]) return t * Y[0] / T[0];
-        size_t i = 1;
-        while (t > T[i]) ++i;
-        return Y[i - 1] + (t - T[i - 1]) * (Y[i] - Y[i - 1]) / (T[i] - T[i - 1]);
+        if (u <= T[0]) return T[0] > 0 ? u * Y[0] / T[0] : Y[0];
+        size_t i = std::min<size_t>(std::upper_bound(T.begin(), T.end(), u) - T.begin(), n - 1);
+        return Y[i - 1] + (u - T[i - 1]) * (Y[i] - Y[i - 1]) / (T[i] - T[i - 1]);
     }
 };
 
-// Gauss-Legendre nodes and weights on [-1, 1] by Newton's method on P_n.
+// 12-point Gauss-Legendre nodes and weights on [-1, 1] (Newton on P_n).
 struct GaussLegendre {
     std::vector<double> x, w;
     explicit GaussLegendre(int n) : x(n), w(n) {
-        const double pi = std::acos(-1.0);
         for (int i = 0; i < n; ++i) {
-            double z = std::cos(pi * (i + 0.75) / (n + 0.5)), dp = 0.0;
-            for (int it = 0; it < 100; ++it) {
-                double p0 = 1.0, p1 = 0.0;
-                for (int j = 0; j < n; ++j) {
+            double z = std::cos(M_PI * (i + 0.75) / (n + 0.5)), dp = 0;
+            for (int iter = 0; iter < 100; ++iter) {
+                double p0 = 1, p1 = 0;
+                for (int j = 1; j <= n; ++j) {
                     const double p2 = p1;
                     p1 = p0;
-                    p0 = ((2.0 * j + 1.0) * z * p1 - j * p2) / (j + 1.0);
+                    p0 = ((2 * j - 1) * z * p1 - (j - 1) * p2) / j;
                 }
-                dp = n * (z * p0 - p1) / (z * z - 1.0);
+                dp = n * (z * p0 - p1) / (z * z - 1);
                 const double dz = p0 / dp;
                 z -= dz;
                 if (std::fabs(dz) < 1e-16) break;
             }
             x[i] = z;
-            w[i] = 2.0 / ((1.0 - z * z) * dp * dp);
+            w[i] = 2 / ((1 - z * z) * dp * dp);
         }
-    }
-    template <class F>
-    double integrate(F f, double a, double b) const {
-        double sum = 0.0;
-        for (size_t i = 0; i < x.size(); ++i) sum += w[i] * f(0.5 * (a + b) + 0.5 * (b - a) * x[i]);
-        return 0.5 * (b - a) * sum;
     }
 };
 
-// int_0^t exp(-k (t - s)) C(s) ds, piece by piece with 24-point Gauss-Legendre:
-// on each linear piece the integrand is smooth, so the rule is exact to
-// rounding for the rates and spans used here.
-inline double referenceConv(const Polyline& c, double k, double t) {
-    static const GaussLegendre rule(24);
-    std::vector<double> knots{0.0};
+// int_0^t exp(-k (t - u)) [u] C(u) du: split at the samples so that every
+// piece is smooth, composite Gauss-Legendre over pieces of at most 10 s.
+inline double referenceConv(const Polyline& c, double k, double t, bool timed = false) {
+    static const GaussLegendre gauss(12);
+    std::vector<double> cuts{0.0};
     for (double T : c.T)
-        if (T > 0.0 && T < t) knots.push_back(T);
-    knots.push_back(t);
-    double sum = 0.0;
-    for (size_t i = 0; i + 1 < knots.size(); ++i)
-        sum += rule.integrate([&](double s) { return std::exp(-k * (t - s)) * c(s); }, knots[i], knots[i + 1]);
+        if (T > 0 && T < t) cuts.push_back(T);
+    cuts.push_back(t);
+    double sum = 0;
+    for (size_t i = 0; i + 1 < cuts.size(); ++i) {
+        const int pieces = std::max(1, static_cast<int>(std::ceil((cuts[i + 1] - cuts[i]) / 10.0)));
+        const double h = (cuts[i + 1] - cuts[i]) / pieces;
+        for (int p = 0; p < pieces; ++p)
+            for (size_t j = 0; j < gauss.x.size(); ++j) {
+                const double u = cuts[i] + (p + 0.5) * h + 0.5 * h * gauss.x[j];
+                sum += 0.5 * h * gauss.w[j] * std::exp(-k * (t - u)) * (timed ? u : 1.0) * c(u);
+            }
+    }
     return sum;
 }
 

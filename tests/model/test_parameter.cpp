@@ -28,36 +28,21 @@ TEST(Parameter, ValueComesBeforeInitialValueAndVolumesAreNamed) {
     EXPECT_EQ(p.getInitValueVolume()->getName(), "k1_init");
     EXPECT_EQ(p.getErrorVolume()->getName(), "k1_error");
     EXPECT_EQ(p.getValueVolume()->getUnit().getName(), "1/min");
-
     Parameter unnamed("", Unit(), 1.0, 1.0, 0.0, 0.0, Parameter::FREE);
-    EXPECT_EQ(unnamed.getValueVolume()->getName(), "");
-    EXPECT_EQ(unnamed.getInitValueVolume()->getName(), "");
-    EXPECT_EQ(unnamed.getErrorVolume()->getName(), "");
-}
-
-TEST(Parameter, CountFollowsLiveObjects) {
-    const int before = Parameter::count_;
-    {
-        Parameter a = makeParameter(1.0, 1.0);
-        Parameter b(a);
-        EXPECT_EQ(Parameter::count_, before + 2);
-    }
-    EXPECT_EQ(Parameter::count_, before);
+    for (const Dataset3D<double>* v : {unnamed.getValueVolume(), unnamed.getInitValueVolume(), unnamed.getErrorVolume()})
+        EXPECT_EQ(v->getName(), "");
 }
 
 TEST(Parameter, ResizeSpreadsASingleValueButNotAMap) {
     Parameter p = makeParameter(0.4, 0.2);
     p.resize(4, 4, 2);
-    EXPECT_EQ(p.getValueSize(), 32u);
-    EXPECT_EQ(p.getInitSize(), 32u);
-    EXPECT_EQ(p.getErrorSize(), 32u);
+    for (unsigned size : {p.getValueSize(), p.getInitSize(), p.getErrorSize()}) EXPECT_EQ(size, 32u);
     for (unsigned i = 0; i < 32; ++i) {
         EXPECT_DOUBLE_EQ((*p.getValueVolume())(i), 0.4);
         EXPECT_DOUBLE_EQ((*p.getInitValueVolume())(i), 0.2);
     }
     VOI voi(4, 4, 2, 1);
     EXPECT_DOUBLE_EQ(p.getValue(voi), 0.4);
-
     // A map is not spread: it keeps its leading elements, new voxels are 0.
     Parameter q = makeParameter(0.4, 0.2);
     q.resize(2, 2, 1);
@@ -77,8 +62,7 @@ TEST(Parameter, SetValueFromDatasetKeepsTheRecordedSize) {
     EXPECT_DOUBLE_EQ(p.valueAt(1, 2, 0), 12.0);
     EXPECT_EQ(p.getInitValueVolume()->getVolumeSize(), 1u);
     EXPECT_EQ(p.getErrorVolume()->getVolumeSize(), 1u);
-    // The recorded size is still 1: a region value is element (0, 0, 0).
-    EXPECT_EQ(p.getValueSize(), 1u);
+    EXPECT_EQ(p.getValueSize(), 1u);  // still recorded 1: a region value is element (0, 0, 0)
     VOI voi(2, 3, 1, 1);
     EXPECT_DOUBLE_EQ(p.getValue(voi), 0.0);
     // Once resize records the size, the region mean is used.
@@ -94,10 +78,9 @@ TEST(Parameter, DatasetWritersRefuseOtherDimensions) {
     p.setError(&curve);
     p.setInitValue(&curve);
     const std::string out = mexhost::takeOutput();
-    EXPECT_NE(out.find("ERROR Parameter("), std::string::npos) << out;
-    EXPECT_NE(out.find("): parameter values must be 3D! \n"), std::string::npos) << out;
-    EXPECT_NE(out.find("): parameter error values must be 3D! \n"), std::string::npos) << out;
-    EXPECT_NE(out.find("): parameter initial values must be 3D! \n"), std::string::npos) << out;
+    for (const char* text : {"ERROR Parameter(", "): parameter values must be 3D! \n",
+                             "): parameter error values must be 3D! \n", "): parameter initial values must be 3D! \n"})
+        EXPECT_NE(out.find(text), std::string::npos) << out;
     EXPECT_DOUBLE_EQ(p.valueAt(0, 0, 0), 0.4);
     EXPECT_DOUBLE_EQ(p.initValueAt(0, 0, 0), 0.2);
     EXPECT_DOUBLE_EQ(p.errorAt(0, 0, 0), 0.0);
@@ -127,15 +110,13 @@ TEST(Parameter, CopiesComeOutLinearWithTheirOwnVolumes) {
 
 TEST(Parameter, StateWords) {
     Parameter p = makeParameter(1.0, 1.0);
-    EXPECT_EQ(p.getsState(), "free");
-    p.setState(Parameter::FIXED);
-    EXPECT_EQ(p.getsState(), "fixed");
-    p.setState(Parameter::LINKED);
-    EXPECT_EQ(p.getsState(), "linked");
-    p.setState(Parameter::CONST);
-    EXPECT_EQ(p.getsState(), "const");
-    p.setState(static_cast<Parameter::State>(7));
-    EXPECT_EQ(p.getsState(), "unknown");
+    const std::pair<Parameter::State, const char*> words[] = {{Parameter::FREE, "free"},     {Parameter::FIXED, "fixed"},
+                                                              {Parameter::LINKED, "linked"}, {Parameter::CONST, "const"},
+                                                              {static_cast<Parameter::State>(7), "unknown"}};
+    for (const auto& w : words) {
+        p.setState(w.first);
+        EXPECT_EQ(p.getsState(), w.second);
+    }
 }
 
 TEST(Parameter, ChangeUnitConvertsBoundsOnlyWithANamedUnit) {

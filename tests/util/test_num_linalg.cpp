@@ -1,6 +1,5 @@
-// Numerical library: solvers, eigen analysis, Savitzky-Golay coefficients
-// and the FFT family, against known inverses, eigenvalues, tabulated
-// coefficients and direct O(n^2) transforms.
+// Numerical library: solvers, eigen analysis, Savitzky-Golay coefficients and
+// the FFT family, against known inverses, eigenvalues, tables and direct sums.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -40,13 +39,23 @@ double secondDifferenceInverse(int n, int i, int j) {
     return std::min(i, j) * (n + 1.0 - std::max(i, j)) / (n + 1.0);
 }
 
+using Complex = std::vector<std::complex<double>>;
+
 // Direct DFT with exp(+2 pi i jk / n), the sign of four1's forward transform.
-std::vector<std::complex<double>> dft(const std::vector<std::complex<double>>& x) {
+Complex dft(const Complex& x) {
     size_t n = x.size();
-    std::vector<std::complex<double>> y(n);
+    Complex y(n);
     for (size_t k = 0; k < n; ++k)
         for (size_t j = 0; j < n; ++j) y[k] += x[j] * std::polar(1.0, 2.0 * M_PI * double(j * k % n) / double(n));
     return y;
+}
+
+// Interleaved index-1-based (re, im) pairs against y[from .. to).
+void expectTransform(const std::vector<double>& w, const Complex& y, size_t from, size_t to) {
+    for (size_t k = from; k < to; ++k) {
+        EXPECT_NEAR(w[2 * k + 1], y[k].real(), 1e-12) << k;
+        EXPECT_NEAR(w[2 * k + 2], y[k].imag(), 1e-12) << k;
+    }
 }
 
 }  // namespace
@@ -63,9 +72,8 @@ TEST(NumLinalg, GaussJordanInvertsAndSolves) {
         for (int j = 1; j <= n; ++j) EXPECT_NEAR(a[i][j], secondDifferenceInverse(n, i, j), 1e-12);
     }
     // A zero diagonal needs the full pivoting.
-    Matrix p(3, {0, 1, 0, 0, 0, 2, 4, 0, 0}), none(3);
+    Matrix p(3, {0, 1, 0, 0, 0, 2, 4, 0, 0}), none(3), expected(3, {0, 0, 0.25, 1, 0, 0, 0, 0.5, 0});
     ASSERT_EQ(gaussj(p.m, 3, none.m, 0), 0);
-    Matrix expected(3, {0, 0, 0.25, 1, 0, 0, 0, 0.5, 0});
     for (int i = 1; i <= 3; ++i)
         for (int j = 1; j <= 3; ++j) EXPECT_EQ(p[i][j], expected[i][j]);
     // Larger than the solver's stack scratch: A A^-1 = I.
@@ -141,8 +149,7 @@ TEST(NumLinalg, JacobiFindsKnownEigenvalues) {
 
 TEST(NumLinalg, SavitzkyGolayCoefficients) {
     mexhost::clearOutput();
-    // Quadratic smoothing over 5 points: (-3, 12, 17, 12, -3) / 35, stored
-    // in wrap-around order over 8 places.
+    // Quadratic smoothing over 5 points: (-3, 12, 17, 12, -3) / 35, wrapped over 8 places.
     double c[9];
     savgol(c, 8, 2, 2, 0, 2);
     const double expected[9] = {0, 17, 12, -3, 0, 0, 0, -3, 12};
@@ -150,10 +157,8 @@ TEST(NumLinalg, SavitzkyGolayCoefficients) {
     // First derivative, linear, 2 left 1 right: least-squares slope weights
     // (k - mean k) / sum (k - mean k)^2 for k = -2..1.
     savgol(c, 4, 2, 1, 1, 1);
-    EXPECT_NEAR(c[1], 0.5 / 5.0, 1e-12);   // k = 0
-    EXPECT_NEAR(c[2], -0.5 / 5.0, 1e-12);  // k = -1
-    EXPECT_NEAR(c[3], -1.5 / 5.0, 1e-12);  // k = -2
-    EXPECT_NEAR(c[4], 1.5 / 5.0, 1e-12);   // k = 1
+    const double slope[5] = {0, 0.5, -0.5, -1.5, 1.5};  // k = 0, -1, -2, 1
+    for (int i = 1; i <= 4; ++i) EXPECT_NEAR(c[i], slope[i] / 5.0, 1e-12) << i;
     EXPECT_EQ(printed(), "");
     savgol(c, 2, 2, 2, 0, 2);  // np too small: reported, and the writes stay in c[1..2]
     EXPECT_EQ(printed(), "ERROR util/NumUtil(L): savgol(): bad arguments \n");
@@ -161,7 +166,7 @@ TEST(NumLinalg, SavitzkyGolayCoefficients) {
 
 TEST(NumLinalg, FourierTransformsMatchTheDirectSum) {
     const unsigned long n = 16;
-    std::vector<std::complex<double>> x(n);
+    Complex x(n);
     std::vector<double> data(2 * n + 1), real(n + 1);
     for (unsigned long j = 0; j < n; ++j) {
         x[j] = {std::cos(0.9 * j) + 0.1 * j, std::sin(j * j * 0.37)};
@@ -169,43 +174,28 @@ TEST(NumLinalg, FourierTransformsMatchTheDirectSum) {
         data[2 * j + 2] = x[j].imag();
         real[j + 1] = x[j].real();
     }
-    std::vector<std::complex<double>> y = dft(x);
     std::vector<double> work = data;
     four1(work.data(), n, 1);
-    for (unsigned long k = 0; k < n; ++k) {
-        EXPECT_NEAR(work[2 * k + 1], y[k].real(), 1e-12);
-        EXPECT_NEAR(work[2 * k + 2], y[k].imag(), 1e-12);
-    }
+    expectTransform(work, dft(x), 0, n);
     four1(work.data(), n, -1);
     for (unsigned long i = 1; i <= 2 * n; ++i) EXPECT_NEAR(work[i] / n, data[i], 1e-12);
 
     // realft: the positive-frequency half, data[2] = real part at n/2.
-    std::vector<std::complex<double>> xr(n);
-    for (unsigned long j = 0; j < n; ++j) xr[j] = real[j + 1];
-    std::vector<std::complex<double>> yr = dft(xr);
+    const Complex yr = dft(Complex(real.begin() + 1, real.end()));
     work = real;
     realft(work.data(), n, 1);
     EXPECT_NEAR(work[1], yr[0].real(), 1e-12);
     EXPECT_NEAR(work[2], yr[n / 2].real(), 1e-12);
-    for (unsigned long k = 1; k < n / 2; ++k) {
-        EXPECT_NEAR(work[2 * k + 1], yr[k].real(), 1e-12);
-        EXPECT_NEAR(work[2 * k + 2], yr[k].imag(), 1e-12);
-    }
+    expectTransform(work, yr, 1, n / 2);
     realft(work.data(), n, -1);
     for (unsigned long i = 1; i <= n; ++i) EXPECT_NEAR(work[i] * 2.0 / n, real[i], 1e-12);
 
     // twofft: both real series at once, full transforms.
     std::vector<double> second(n + 1), fft1(2 * n + 1), fft2(2 * n + 1);
-    std::vector<std::complex<double>> xs(n);
-    for (unsigned long j = 0; j < n; ++j) xs[j] = second[j + 1] = std::exp(-0.2 * j);
-    std::vector<std::complex<double>> ys = dft(xs);
+    for (unsigned long j = 0; j < n; ++j) second[j + 1] = std::exp(-0.2 * j);
     twofft(real.data(), second.data(), fft1.data(), fft2.data(), n);
-    for (unsigned long k = 0; k < n; ++k) {
-        EXPECT_NEAR(fft1[2 * k + 1], yr[k].real(), 1e-12);
-        EXPECT_NEAR(fft1[2 * k + 2], yr[k].imag(), 1e-12);
-        EXPECT_NEAR(fft2[2 * k + 1], ys[k].real(), 1e-12);
-        EXPECT_NEAR(fft2[2 * k + 2], ys[k].imag(), 1e-12);
-    }
+    expectTransform(fft1, yr, 0, n);
+    expectTransform(fft2, dft(Complex(second.begin() + 1, second.end())), 0, n);
 }
 
 TEST(NumLinalg, ConvolutionAndDeconvolution) {
@@ -224,8 +214,7 @@ TEST(NumLinalg, ConvolutionAndDeconvolution) {
         for (int k = -2; k <= 2; ++k) expected += lag(k) * data[1 + (j - k + n) % n];
         EXPECT_NEAR(ans[j + 1], expected, 1e-12) << j;
     }
-    // Deconvolution undoes it. convlv spread the response over n in place,
-    // so it is given afresh.
+    // Deconvolution undoes it; convlv spread the response in place, so it is given afresh.
     std::vector<double> convolved(ans.begin(), ans.begin() + n + 1), back(2 * n + 1);
     std::fill(respns.begin(), respns.end(), 0.0);
     for (unsigned long j = 1; j <= m; ++j) respns[j] = r[j];

@@ -16,19 +16,19 @@ namespace {
 // Printed text with the line numbers of error heads blanked out.
 std::string printed() { return std::regex_replace(mexhost::takeOutput(), std::regex("\\(\\d+\\): "), "(L): "); }
 
-std::vector<std::string> split(const std::string& text, unsigned maxParts = 0) {
-    std::vector<std::string> parts{"stale"};
+using Words = std::vector<std::string>;
+
+Words split(const std::string& text, unsigned maxParts = 0) {
+    Words parts{"stale"};
     stringSplit(text, maxParts, parts);
     return parts;
 }
 
-std::vector<std::string> split(const std::string& text, const std::string& separator) {
-    std::vector<std::string> parts{"stale"};
+Words split(const std::string& text, const std::string& separator) {
+    Words parts{"stale"};
     stringSplit(text, separator, parts);
     return parts;
 }
-
-using Words = std::vector<std::string>;
 
 }  // namespace
 
@@ -47,27 +47,20 @@ TEST(StringUtil, PrintfReportsAndCutsWhatDoesNotFit) {
 }
 
 TEST(StringUtil, NumbersToTextAndBack) {
-    EXPECT_EQ(num2string(static_cast<char>(-5)), "-5");
-    EXPECT_EQ(num2string(static_cast<unsigned char>(200)), "200");
-    EXPECT_EQ(num2string(static_cast<short>(-300)), "-300");
-    EXPECT_EQ(num2string(static_cast<unsigned short>(65535)), "65535");
-    EXPECT_EQ(num2string(4000000000u), "4000000000");
-    EXPECT_EQ(num2string(0.1f), "0.1");
-    EXPECT_EQ(num2string(1.0 / 3.0), "0.33333333333333");
-    EXPECT_EQ(num2string(2.5e-300), "2.5e-300");
-    EXPECT_EQ(num2string(3.14159, "%.2f"), "3.14");
-
+    const std::pair<std::string, std::string> texts[] = {
+        {num2string(static_cast<char>(-5)), "-5"},          {num2string(static_cast<unsigned char>(200)), "200"},
+        {num2string(static_cast<short>(-300)), "-300"},     {num2string(static_cast<unsigned short>(65535)), "65535"},
+        {num2string(4000000000u), "4000000000"},            {num2string(0.1f), "0.1"},
+        {num2string(1.0 / 3.0), "0.33333333333333"},        {num2string(2.5e-300), "2.5e-300"},
+        {num2string(3.14159, "%.2f"), "3.14"},              {createString({"set", "seed", "5"}), "set seed 5"},
+        {createString({}), ""}};
+    for (const auto& t : texts) EXPECT_EQ(t.first, t.second);
     EXPECT_EQ(string2num<int>("42x"), 42);
     EXPECT_EQ(string2num<int>("x42"), 0);
     EXPECT_DOUBLE_EQ(string2num<double>(" 2.5e3"), 2500.0);
     EXPECT_EQ(string2num<double>(""), 0.0);
-
-    EXPECT_TRUE(isnum(" -1.5e3"));
-    EXPECT_TRUE(isNumber(".5 s"));
-    EXPECT_FALSE(isnum("e5"));
-    EXPECT_FALSE(isNumber(""));
-    EXPECT_EQ(createString({"set", "seed", "5"}), "set seed 5");
-    EXPECT_EQ(createString({}), "");
+    EXPECT_TRUE(isnum(" -1.5e3") && isNumber(".5 s"));
+    EXPECT_FALSE(isnum("e5") || isNumber(""));
 }
 
 TEST(StringUtil, SplitsAtSeparatorsAndWhiteSpace) {
@@ -75,38 +68,32 @@ TEST(StringUtil, SplitsAtSeparatorsAndWhiteSpace) {
     EXPECT_EQ(split(" \t\n "), Words{});
     EXPECT_EQ(split("cmd  x y\t z ", 2), (Words{"cmd", "x y\t z"}));
     EXPECT_EQ(split("a b", 5), (Words{"a", "b"}));
-    std::vector<std::string> parts;
+    Words parts;
     EXPECT_EQ(stringSplit(" read data f", parts), 3u);
-
     EXPECT_EQ(split("a,b,", ","), (Words{"a", "b", ""}));
     EXPECT_EQ(split("", ","), Words{""});
     EXPECT_EQ(split("a::b:c", "::"), (Words{"a", "b:c"}));
     EXPECT_EQ(split("abc", ""), Words{"abc"});
 }
 
-TEST(StringUtil, WhiteSpaceAndComments) {
+TEST(StringUtil, WhiteSpaceCommentsAndReplace) {
     std::string s = "a \t b";
     trimWhiteSpace(s);
     EXPECT_EQ(s, "a b");
     s = " \r\n x\ny \v\f z \n";
     trimWhiteSpace(s, '_');
     EXPECT_EQ(s, "x_y_z");
+    const struct {
+        const char *in, *out;
+        int comment;
+    } lines[] = {{"  # x", "", 1}, {" 1 2 // x", "1 2 ", 1}, {"\t1 # 2 ", "1 # 2 ", 0}};
+    for (const auto& l : lines) {
+        s = l.in;
+        EXPECT_EQ(stripCommentsAndLeadingWhiteSpace(s), l.comment) << l.in;
+        EXPECT_EQ(s, l.out);
+    }
 
-    s = "  # x";
-    EXPECT_EQ(stripCommentsAndLeadingWhiteSpace(s), 1);
-    EXPECT_EQ(s, "");
-    s = " 1 2 // x";
-    EXPECT_EQ(stripCommentsAndLeadingWhiteSpace(s), 1);
-    EXPECT_EQ(s, "1 2 ");
-    s = "\t1 # 2 ";
-    EXPECT_EQ(stripCommentsAndLeadingWhiteSpace(s), 0);
-    EXPECT_EQ(s, "1 # 2 ");
-    EXPECT_EQ(STRING_LINE_START_COMMENT_TOKEN, "#");
-    EXPECT_EQ(STRING_IN_LINE_COMMENT_TOKEN, "//");
-}
-
-TEST(StringUtil, ReplaceCountsFromTheLeft) {
-    std::string s = "a.a.a";
+    s = "a.a.a";  // replacing counts from the left
     EXPECT_EQ(stringReplace(s, ".", "..", 2), 2);
     EXPECT_EQ(s, "a..a..a");
     EXPECT_EQ(stringReplace(std::string("xx"), "x", "xx"), "xxxx");  // no endless growth
@@ -129,82 +116,54 @@ TEST(StringUtil, EnvironmentVariablesResolveRepeatedly) {
     s = "$(KT_SELF)";  // refers to itself: expands a bounded number of times
     resolveEnvironmentVariables(s);
     EXPECT_EQ(s.compare(0, 3, "aaa"), 0);
-    unsetenv("KT_INNER");
-    unsetenv("KT_OUTER");
-    unsetenv("KT_SELF");
+    for (const char* name : {"KT_INNER", "KT_OUTER", "KT_SELF"}) unsetenv(name);
 }
 
 TEST(StringUtil, FormattedTextWrapsAtTheWidth) {
     std::ostringstream out;
     printFormattedText(out, "one two three four five", 15, 2, false, "> ", " |", "\n", false);
     EXPECT_EQ(out.str(), "  > one two |\n  > three four |\n  > five\n");
-
     out.str("");  // source breaks are kept, trailing ones repeated
     printFormattedText(out, "a  b\n\nc\n", 80, 1, true);
     EXPECT_EQ(out.str(), "a b\n \n c\n\n");
-
     out.str("");
     printFormattedText(out, "x   y\n  z", 80, 0, false, nullptr, nullptr, "\n", true);
     EXPECT_EQ(out.str(), "x   y\n  z\n");
-
     out.str("");  // an over-long word is printed in pieces of 133
-    std::string word(140, 'w');
-    printFormattedText(out, word.c_str(), 500);
+    printFormattedText(out, std::string(140, 'w').c_str(), 500);
     EXPECT_EQ(out.str(), std::string(133, 'w') + " " + std::string(7, 'w') + "\n");
 }
 
 TEST(StringUtil, ReadLineJoinsLongLines) {
-    std::string longLine(3000, 'x');
+    std::string longLine(3000, 'x'), line;
     std::istringstream in(longLine + "\n\nabc\nlast");
-    std::string line;
-    ASSERT_TRUE(ReadLine(in, line, 16));
-    EXPECT_EQ(line, longLine);
-    ASSERT_TRUE(ReadLine(in, line, 16));
-    EXPECT_EQ(line, "");
-    ASSERT_TRUE(ReadLine(in, line, 4));  // exactly fills the buffer
-    EXPECT_EQ(line, "abc");
-    ASSERT_TRUE(ReadLine(in, line));
-    EXPECT_EQ(line, "last");
+    const std::pair<int, std::string> reads[] = {{16, longLine}, {16, ""}, {4, "abc"}, {0, "last"}};
+    for (const auto& r : reads) {  // 4 exactly fills the buffer; 0 takes the default
+        ASSERT_TRUE(r.first ? ReadLine(in, line, r.first) : ReadLine(in, line));
+        EXPECT_EQ(line, r.second);
+    }
     EXPECT_FALSE(ReadLine(in, line));
     EXPECT_EQ(line, "");
 }
 
-TEST(StringUtil, FileNamePieces) {
-    EXPECT_EQ(dirname("a"), ".");
-    EXPECT_EQ(dirname("d/e/a.hdr"), "d/e");
-    EXPECT_EQ(basename("d/a.hdr", false), "a");
-    EXPECT_EQ(basename("d/a.hdr", true), "a.hdr");
-    EXPECT_EQ(basename("x.tar.gz", false), "x.tar");
-    EXPECT_EQ(basename("./a", false), "a");
-    EXPECT_EQ(suffix("d/a.hdr"), "hdr");
-    EXPECT_EQ(suffix("./a"), "");
-    EXPECT_EQ(suffix("a."), "");
-    EXPECT_EQ(checkDirectorySeparators("a/b\\c"), "a/b\\c");
-}
-
-TEST(StringUtil, TimesAndDates) {
-    EXPECT_EQ(Time2String(3661L), "01:01:01");
-    EXPECT_EQ(Time2String(0L), "00:00:00");
-    EXPECT_EQ(Time2String(3661.5), "01:01:01.500");
-    EXPECT_EQ(Time2String(59.25), "00:00:59.250");
+TEST(StringUtil, FileNamesTimesAndComparison) {
+    const std::pair<std::string, std::string> names[] = {
+        {dirname("a"), "."},           {dirname("d/e/a.hdr"), "d/e"},         {basename("d/a.hdr", false), "a"},
+        {basename("d/a.hdr", true), "a.hdr"}, {basename("x.tar.gz", false), "x.tar"}, {basename("./a", false), "a"},
+        {suffix("d/a.hdr"), "hdr"},    {suffix("./a"), ""},                  {suffix("a."), ""},
+        {Time2String(3661L), "01:01:01"},     {Time2String(0L), "00:00:00"},
+        {Time2String(3661.5), "01:01:01.500"}, {Time2String(59.25), "00:00:59.250"}};
+    for (const auto& n : names) EXPECT_EQ(n.first, n.second);
 
     const char* old = std::getenv("TZ");
     std::string saved = old ? old : "";
     setenv("TZ", "UTC", 1);
     tzset();
     EXPECT_EQ(Date2String(365L * 86400L + 86399L), "1971-01-01");
-    if (old)
-        setenv("TZ", saved.c_str(), 1);
-    else
-        unsetenv("TZ");
+    old ? setenv("TZ", saved.c_str(), 1) : unsetenv("TZ");
     tzset();
-}
 
-TEST(StringUtil, CaseBlindComparison) {
-    EXPECT_EQ(cmp_nocase("Abc", "aBC"), 0);
-    EXPECT_EQ(cmp_nocase("abc", "abd"), -1);
-    EXPECT_EQ(cmp_nocase("ABD", "abc"), 1);
-    EXPECT_EQ(cmp_nocase("ab", "ABC"), -1);
-    EXPECT_EQ(cmp_nocase("abc", "AB"), 1);
-    EXPECT_EQ(cmp_nocase("", ""), 0);
+    const std::tuple<const char*, const char*, int> pairs[] = {
+        {"Abc", "aBC", 0}, {"abc", "abd", -1}, {"ABD", "abc", 1}, {"ab", "ABC", -1}, {"abc", "AB", 1}, {"", "", 0}};
+    for (const auto& [a, b, r] : pairs) EXPECT_EQ(cmp_nocase(a, b), r) << a << " " << b;
 }
