@@ -5,15 +5,9 @@
 
 #include "Dataset.h"
 #include "Dataset3D.h"
+#include "Optimizable.detail.h"
 #include "util/Message.h"
 
-// An unknown parameter name: the error head of this module and line, then the
-// text with the name, printed straight, without the error path's closing " \n".
-#define UNKNOWN_PARAMETER(text, name)                                 \
-    do {                                                              \
-        (void)_ErrorHelper(__FILE__, __LINE__);                       \
-        mexPrintf("%s%s'", text, (name).c_str());                    \
-    } while (0)
 
 int Optimizable::count_ = 0;
 
@@ -208,41 +202,22 @@ std::string Optimizable::getParameterLinkType(const std::string& name) const {
     return static_cast<size_t>(i) < linkType_.size() ? linkType_[static_cast<size_t>(i)] : std::string();
 }
 
-bool Optimizable::getParameterState(const std::string& name) const {
+bool Optimizable::hasState(const std::string& name, int state) const {
     const int i = hasParameter(name);
     if (i < 0) {
         UNKNOWN_PARAMETER("unknown parameter '", name);
         return false;
     }
-    return parameter_[static_cast<size_t>(i)].getState() == Parameter::FREE;
+    return parameter_[static_cast<size_t>(i)].getState() == state;
 }
 
-bool Optimizable::isParameterConst(const std::string& name) const {
-    const int i = hasParameter(name);
-    if (i < 0) {
-        UNKNOWN_PARAMETER("unknown parameter '", name);
-        return false;
-    }
-    return parameter_[static_cast<size_t>(i)].getState() == Parameter::CONST;
-}
+bool Optimizable::getParameterState(const std::string& name) const { return hasState(name, Parameter::FREE); }
 
-bool Optimizable::isParameterLinked(const std::string& name) const {
-    const int i = hasParameter(name);
-    if (i < 0) {
-        UNKNOWN_PARAMETER("unknown parameter '", name);
-        return false;
-    }
-    return parameter_[static_cast<size_t>(i)].getState() == Parameter::LINKED;
-}
+bool Optimizable::isParameterConst(const std::string& name) const { return hasState(name, Parameter::CONST); }
 
-bool Optimizable::isParameterFree(const std::string& name) const {
-    const int i = hasParameter(name);
-    if (i < 0) {
-        UNKNOWN_PARAMETER("unknown parameter '", name);
-        return false;
-    }
-    return parameter_[static_cast<size_t>(i)].getState() == Parameter::FREE;
-}
+bool Optimizable::isParameterLinked(const std::string& name) const { return hasState(name, Parameter::LINKED); }
+
+bool Optimizable::isParameterFree(const std::string& name) const { return hasState(name, Parameter::FREE); }
 
 // ---------------------------------------------------------------- errors and initial values
 

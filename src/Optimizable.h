@@ -156,6 +156,8 @@ protected:
     unsigned z_;
 
 private:
+    // True if the named parameter is in the given state; an unknown name is reported.
+    bool hasState(const std::string& name, int state) const;
     // Carries the linear value just stored at parameter `index` on to the
     // parameter it drives, if any.
     void propagateValue(unsigned index, unsigned x, unsigned y, unsigned z, double value);

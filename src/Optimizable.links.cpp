@@ -5,13 +5,9 @@
 #include "Dataset.h"
 #include "Dataset3D.h"
 #include "Optimizable.h"
+#include "Optimizable.detail.h"
 #include "util/Message.h"
 
-#define UNKNOWN_PARAMETER(text, name)                                 \
-    do {                                                              \
-        (void)_ErrorHelper(__FILE__, __LINE__);                       \
-        mexPrintf("%s%s'", text, (name).c_str());                    \
-    } while (0)
 
 namespace {
 
