@@ -256,7 +256,13 @@ void Interface::showOptimizer() {
         if (o == nullptr)
             row += kNotFound;
         else
-            row += format(" %7d %8.2g %8.2g", static_cast<int>(o->maxiter), o->abs_chisquare, o->delta_chisquare);
+            for (const OptimizerSetting& setting : o->getSettings()) {
+                if (setting.showFormat == nullptr) continue;
+                if (setting.kind == OptimizerSetting::INTEGER)
+                    row += format(setting.showFormat, static_cast<int>(o->getNumber(setting)));
+                else
+                    row += format(setting.showFormat, o->getNumber(setting));
+            }
         print(row + "\n");
     }
     print(" \n");

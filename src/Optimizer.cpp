@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 
 #include "Dataset4D.h"
 #include "InputFunction.h"
@@ -18,13 +19,36 @@
 #include "util/Message.h"
 #include "util/StringUtil.h"
 
+namespace {
+
+// The settings of every optimizer, in the order of the columns of `show`.
+const OptimizerSetting kBaseSettings[] = {
+    {"maxiter", OptimizerSetting::INTEGER, [](Optimizer& o) -> void* { return &o.maxiter; }, true, " %7d"},
+    {"abs_chisquare", OptimizerSetting::REAL, [](Optimizer& o) -> void* { return &o.abs_chisquare; }, true, " %8.2g"},
+    {"delta_chisquare", OptimizerSetting::REAL, [](Optimizer& o) -> void* { return &o.delta_chisquare; }, true,
+     " %8.2g"},
+    {"abs_delta_argument", OptimizerSetting::REAL, [](Optimizer& o) -> void* { return &o.abs_delta_argument; }, false,
+     nullptr},
+    {"rel_delta_argument", OptimizerSetting::REAL, [](Optimizer& o) -> void* { return &o.rel_delta_argument; }, false,
+     nullptr},
+    {"statusfile", OptimizerSetting::PATH, [](Optimizer& o) -> void* { return &o.statusfile; }, true, nullptr},
+};
+
+}  // namespace
+
+Optimizer::Voxel::Voxel(unsigned frames, unsigned fitted, bool withErrors)
+    : T(frames),
+      P(fitted),
+      weighted(withErrors),
+      times(frames, 0.0),
+      data(frames, 0.0),
+      error(frames, 0.0),
+      start(fitted, 0.0),
+      lower(fitted, 0.0),
+      upper(fitted, 0.0) {}
+
 Optimizer::Optimizer(const std::string& name)
-    : abs_chisquare(1e-9),
-      delta_chisquare(0.001),
-      abs_delta_argument(0.0),
-      rel_delta_argument(0.0),
-      maxiter(100),
-      data_(nullptr),
+    : data_(nullptr),
       error_(nullptr),
       voi_(nullptr),
       model_(nullptr),
@@ -37,13 +61,54 @@ Optimizer::Optimizer(const std::string& name)
       startTime_(0.0),
       timerCount_(0),
       covariance_(0, 0),
-      update_(nullptr) {
+      update_(nullptr),
+      settings_(std::begin(kBaseSettings), std::end(kBaseSettings)) {
     reset();
 }
 
 Optimizer::~Optimizer() { delete update_; }
 
-void Optimizer::run() {}
+void Optimizer::run(Voxel&) {}
+
+// ---------------------------------------------------------------------------
+// Settings
+
+const OptimizerSetting* Optimizer::findSetting(const std::string& key) const {
+    for (const OptimizerSetting& setting : settings_)
+        if (key == setting.key) return &setting;
+    return nullptr;
+}
+
+void Optimizer::setSetting(const OptimizerSetting& setting, double value) {
+    void* field = setting.field(*this);
+    switch (setting.kind) {
+        case OptimizerSetting::INTEGER: *static_cast<int*>(field) = fromDouble<int>(value); break;
+        case OptimizerSetting::REAL: *static_cast<double*>(field) = value; break;
+        case OptimizerSetting::RECIPROCAL: *static_cast<double*>(field) = 1.0 / fromDouble<int>(value); break;
+        case OptimizerSetting::PATH: break;
+    }
+}
+
+void Optimizer::setSetting(const OptimizerSetting& setting, const std::string& text) {
+    if (setting.kind == OptimizerSetting::PATH) *static_cast<std::string*>(setting.field(*this)) =
+        checkDirectorySeparators(text);
+}
+
+double Optimizer::getNumber(const OptimizerSetting& setting) const {
+    void* field = setting.field(const_cast<Optimizer&>(*this));
+    switch (setting.kind) {
+        case OptimizerSetting::INTEGER: return *static_cast<const int*>(field);
+        case OptimizerSetting::REAL:
+        case OptimizerSetting::RECIPROCAL: return *static_cast<const double*>(field);
+        case OptimizerSetting::PATH: break;
+    }
+    return 0.0;
+}
+
+std::string Optimizer::getText(const OptimizerSetting& setting) const {
+    if (setting.kind != OptimizerSetting::PATH) return std::string();
+    return *static_cast<const std::string*>(setting.field(const_cast<Optimizer&>(*this)));
+}
 
 void Optimizer::reset() {
     data_ = nullptr;
@@ -189,13 +254,7 @@ bool Optimizer::prepare() {
         return false;
     }
     parameters_.resize(numActive);
-    for (OptimizerParameters& record : parameters_) {
-        record.maxiter = maxiter;
-        record.abs_chisquare = abs_chisquare;
-        record.delta_chisquare = delta_chisquare;
-        record.abs_delta_argument = abs_delta_argument;
-        record.rel_delta_argument = rel_delta_argument;
-    }
+    for (OptimizerParameters& record : parameters_) static_cast<StopSettings&>(record) = *this;
     refreshTimes();
     resetTimer();
     return true;
@@ -208,12 +267,100 @@ bool Optimizer::isActive(unsigned x, unsigned y, unsigned z) const {
     return voi_ == nullptr || (*voi_)(x, y, z) != 0;
 }
 
-void Optimizer::loadSettings(const OptimizerParameters& record) {
-    maxiter = record.maxiter;
-    abs_chisquare = record.abs_chisquare;
-    delta_chisquare = record.delta_chisquare;
-    abs_delta_argument = record.abs_delta_argument;
-    rel_delta_argument = record.rel_delta_argument;
+// ---------------------------------------------------------------------------
+// The walk
+
+void Optimizer::run() {
+    if (!prepare()) return;
+    const unsigned X = data_->getDimensionX(), Y = data_->getDimensionY(), Z = data_->getDimensionZ();
+    Voxel voxel(data_->getDimensionT(), getNumFitted(), error_ != nullptr);
+    voxel.count = static_cast<unsigned>(parameters_.size());
+    voxel.times = modelTimes();
+    unsigned record = 0;
+    for (x_ = 0; x_ < X; ++x_)
+        for (y_ = 0; y_ < Y; ++y_)
+            for (z_ = 0; z_ < Z; ++z_) {
+                if (!isActive(x_, y_, z_) || record >= voxel.count) continue;
+                voxel.x = x_;
+                voxel.y = y_;
+                voxel.z = z_;
+                voxel.number = record++;
+                fitVoxel(voxel);
+                if (!update(UpdateAction(1))) stopByUser();
+            }
+    finish();
+}
+
+void Optimizer::fitVoxel(Voxel& voxel) {
+    const OptimizerParameters& record = parameters_[voxel.number];
+    voxel.settings = record;
+    voxel.iterations = record.numiter;
+    voxel.exitFlag = 0;
+    voxel.signChanges = 0;
+    voxel.chisquare = 0.0;
+    voxel.unweightedChisquare = 0.0;
+    voxel.skipped = false;
+    MESSAGE(3, "VOXEL %d,%d,%d (%d of %d)\n", static_cast<int>(voxel.x), static_cast<int>(voxel.y),
+            static_cast<int>(voxel.z), static_cast<int>(voxel.number + 1), static_cast<int>(voxel.count));
+    _MessageHelper::indent(2);
+    run(voxel);
+    if (!voxel.skipped && _MessageHelper::enabled(3)) printParameters("FINAL ");
+    _MessageHelper::outdent(2);
+}
+
+bool Optimizer::beginVoxel(Voxel& voxel) {
+    bool finite = true;
+    for (unsigned t = 0; t < voxel.T; ++t) {
+        voxel.data[t] = getData(data_, t);
+        voxel.error[t] = getData(error_, t);
+        finite = finite && std::isfinite(voxel.data[t]) && std::isfinite(voxel.error[t]);
+    }
+    initParameters();
+    if (_MessageHelper::enabled(3)) printParameters("INITIAL: ");
+    if (!finite) {
+        skipVoxel(voxel);
+        return false;
+    }
+    for (unsigned i = 0; i < voxel.P; ++i) {
+        const unsigned index = fitted_[i].index;
+        const Parameter& p = model_->getParameterByIndex(index);
+        voxel.start[i] = model_->getParameterValueByIndex(index, x_, y_, z_);
+        voxel.lower[i] = p.getMin();
+        voxel.upper[i] = p.getMax();
+    }
+    return true;
+}
+
+void Optimizer::skipVoxel(Voxel& voxel) {
+    WARNING("voxel %d,%d,%d has data or errors that are not finite: not fitted\n", static_cast<int>(voxel.x),
+            static_cast<int>(voxel.y), static_cast<int>(voxel.z));
+    const double nan = std::nan("");
+    for (const Fitted& f : fitted_) model_->setParameterError(f.name, voxel.x, voxel.y, voxel.z, nan);
+    voxel.skipped = true;
+    voxel.iterations = 0;
+    voxel.exitFlag = 0;
+    voxel.signChanges = 0;
+    voxel.chisquare = nan;
+    voxel.unweightedChisquare = nan;
+    fillRecord(voxel);
+}
+
+void Optimizer::fillRecord(const Voxel& voxel) {
+    OptimizerParameters& record = parameters_[voxel.number];
+    record.x_ = voxel.x;
+    record.y_ = voxel.y;
+    record.z_ = voxel.z;
+    record.numiter = voxel.iterations;
+    record.chisquare_ = voxel.chisquare;
+    record.unweightedChisquare_ = voxel.unweightedChisquare;
+    record.exitFlag_ = voxel.exitFlag;
+    record.rsc_ = voxel.signChanges;
+    record.time_ = totalTime_;
+}
+
+void Optimizer::finishVoxel(const Voxel& voxel, const double* values, const double* derivatives) {
+    fillRecord(voxel);
+    finishParameters(values, derivatives);
 }
 
 void Optimizer::stopByUser() {

@@ -1,17 +1,22 @@
 // Optimizer: the base of the fitting methods.
 //
-// It owns what every method shares: the stop settings, the working set of a
-// run (dataset, error dataset, VOI and the optimizable being fitted), the
-// table of fitted parameters, one result record per voxel, the chi-square
-// and covariance arithmetic, the goodness-of-fit maps, the CPU timers, the
-// status files and the progress hook. A concrete method overrides `run`,
-// which calls the base in a fixed order:
+// It owns what every method shares: the stop settings and the table by which
+// the set, get and show commands reach them, the working set of a run
+// (dataset, error dataset, VOI and the optimizable being fitted), the table
+// of fitted parameters, one result record per voxel, the walk over the
+// voxels, the chi-square and covariance arithmetic, the goodness-of-fit maps,
+// the CPU timers, the status files and the progress hook.
+//
+// A method is its `run(Voxel&)` alone. The public `run()` walks the voxels:
 //
 //   prepare();
 //   for each active voxel (x outermost, z innermost):
-//       load the record's settings, initParameters(), startTimer(),
-//       the method's iterations, incrementTimer(1), fill the record,
-//       finishParameters(), print the report, update(UpdateAction(1))
+//       "VOXEL x,y,z (n of N)", indent,
+//       run(voxel): the method, which calls beginVoxel (curves, start values,
+//           bounds; false for a voxel that cannot be fitted), its iterations,
+//           and finishVoxel (the record and the errors), then prints its own
+//           closing lines,
+//       the final parameters, outdent, update(UpdateAction(1))
 //       (a false answer stops the run: stopByUser());
 //   finish();
 //
@@ -22,6 +27,7 @@
 #define KINETRA_OPTIMIZER_H
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -71,15 +77,78 @@ private:
 // non-finite matrix gives false and leaves NaN in every element.
 bool invertMatrix(Matrix1& a, unsigned n);
 
-class Optimizer {
+class Optimizer;
+
+// One setting of an optimizer as the user reaches it: the key of the set, get
+// and show commands and the field that holds it. Each optimizer has a table
+// of them, the base's rows followed by the method's own.
+struct OptimizerSetting {
+    enum Kind {
+        INTEGER,     // an int field; set stores the integer part
+        REAL,        // a double field
+        PATH,        // a text field, stored with checked directory separators
+        RECIPROCAL,  // a double field that keeps 1 / (integer part of the value)
+    };
+    const char* key;
+    Kind kind;
+    // The field in an optimizer of the row's class.
+    void* (*field)(Optimizer&);
+    bool readable;           // `get optimizer <key>` answers it
+    const char* showFormat;  // its column in `show optimizer`; null: not shown
+};
+
+class Optimizer : public StopSettings {
 public:
     explicit Optimizer(const std::string& name);
     Optimizer(const Optimizer&) = delete;
     Optimizer& operator=(const Optimizer&) = delete;
     virtual ~Optimizer();
 
-    // Fits every active voxel; the base does nothing.
-    virtual void run();
+    // The working set of one voxel's fit. A run makes one and reuses it for
+    // every voxel, so the walk allocates nothing per voxel; whatever a
+    // voxel's fit changes lives here or in the method's own working set.
+    struct Voxel {
+        Voxel(unsigned frames, unsigned fitted, bool weighted);
+        const unsigned T;      // frames
+        const unsigned P;      // fitted parameters
+        const bool weighted;   // an error dataset is in play
+        unsigned x = 0, y = 0, z = 0;
+        unsigned number = 0;   // the record's number, from 0
+        unsigned count = 0;    // active voxels of the run
+        StopSettings settings;  // the record's stop settings
+        std::vector<double> times;  // the frames' model times [T]
+        // The curves in the model's unit [T]; the errors are 0 without an
+        // error dataset.
+        std::vector<double> data, error;
+        // Start values (in the form the optimizers see, log10 for a
+        // logarithmic parameter) and bounds of the fitted parameters [P].
+        std::vector<double> start, lower, upper;
+        // What the method leaves for the record.
+        int iterations = 0;
+        int exitFlag = 0;
+        int signChanges = 0;
+        double chisquare = 0.0;
+        double unweightedChisquare = 0.0;
+        bool skipped = false;  // the data could not be fitted (see beginVoxel)
+
+        // The method's own working set, made from the voxel at the first
+        // voxel of a run and kept, with its allocations, for the rest of it.
+        struct State {
+            virtual ~State() {}
+        };
+        template <class W>
+        W& state() {
+            if (!state_) state_.reset(new W(*this));
+            return static_cast<W&>(*state_);
+        }
+
+    private:
+        std::unique_ptr<State> state_;
+    };
+
+    // Fits every active voxel: prepare, the walk, finish. Nothing happens
+    // after a failed prepare.
+    void run();
 
     const std::string& getName() const { return name_; }
     void setName(const std::string& name) { name_ = name; }
@@ -187,13 +256,19 @@ public:
     unsigned getY() const { return y_; }
     unsigned getZ() const { return z_; }
 
-    // ---- Settings (the set and get commands reach them by these names) ----
-    double abs_chisquare;       // stop when chi-square falls under this
-    double delta_chisquare;     // stop when its relative change falls to this
-    double abs_delta_argument;  // stop when the largest parameter change falls under this
-    double rel_delta_argument;  // stop when the largest relative change falls under this
-    int maxiter;                // iteration limit per voxel
-    std::string statusfile;     // base name of the status files; empty: none
+    // ---- Settings: the stop settings (inherited) and the status files ----
+    std::string statusfile;  // base name of the status files; empty: none
+
+    // The table of the settings that set, get and show reach.
+    const std::vector<OptimizerSetting>& getSettings() const { return settings_; }
+    // The row of a key; null for a key this optimizer does not have.
+    const OptimizerSetting* findSetting(const std::string& key) const;
+    // Writers and readers of a row's field, by its kind: numbers for the
+    // numeric kinds, text for PATH.
+    void setSetting(const OptimizerSetting& setting, double value);
+    void setSetting(const OptimizerSetting& setting, const std::string& text);
+    double getNumber(const OptimizerSetting& setting) const;
+    std::string getText(const OptimizerSetting& setting) const;
 
     // The working set, public for the protocol that fills it.
     Dataset* data_;
@@ -209,14 +284,32 @@ protected:
         unsigned index;
     };
 
-    // The voxel walk shared by the methods: x outermost, z innermost, only
-    // voxels active in the VOI (all without one).
+    // The method: fits the voxel in `voxel` (see the walk above). The base
+    // has no method and fits nothing.
+    virtual void run(Voxel& voxel);
+
+    // The first step of a method's voxel: loads the voxel's curves, starts
+    // the fitted parameters from their initial values (printed at verbosity
+    // 3), and loads start values and bounds. Data or errors that are not
+    // finite would make every step meaningless: such a voxel is reported,
+    // keeps its start values, gets errors and chi-square that are not a
+    // number and a record that says no rule ended it; the answer is false
+    // and the method ends the voxel at once.
+    bool beginVoxel(Voxel& voxel);
+    // The last step of a method's voxel: fills the voxel's record from what
+    // the method left in `voxel` and computes the errors (finishParameters
+    // with the model's values and derivatives at the final parameters, when
+    // the method holds them).
+    void finishVoxel(const Voxel& voxel, const double* values = nullptr, const double* derivatives = nullptr);
+    // Adds a method's own row to the settings table.
+    void addSetting(const OptimizerSetting& setting) { settings_.push_back(setting); }
+
+    // The voxel walk: x outermost, z innermost, only voxels active in the
+    // VOI (all without one).
     bool isActive(unsigned x, unsigned y, unsigned z) const;
     // Ends the voxel loops after a hook said stop: the warning, and x_, y_,
     // z_ at the data's dimensions.
     void stopByUser();
-    // Loads the record's settings into the optimizer's fields.
-    void loadSettings(const OptimizerParameters& record);
     // The input function in play: the model's first input, or the optimizable.
     InputFunction* inputInPlay() const;
     // The frames' model times of the data (any element type).
@@ -246,6 +339,15 @@ protected:
     SubUpdate* update_;
 
 private:
+    // The voxel in work through the method and the closing report.
+    void fitVoxel(Voxel& voxel);
+    // A voxel whose data cannot be fitted keeps its start values.
+    void skipVoxel(Voxel& voxel);
+    // The voxel's record from what the method left in it.
+    void fillRecord(const Voxel& voxel);
+
+    std::vector<OptimizerSetting> settings_;
+
     // A goodness-of-fit map: f(record, n, k) at every active voxel.
     template <class T, class F>
     Dataset3D<T> fitMap(F f) const;

@@ -218,18 +218,15 @@ bool optimizerForms(MatlabInterface& w, mxArray** plhs, const mxArray** prhs) {
         return false;
     }
     const std::string key = w.getString(prhs[2]);
-    if (key == "maxiter")
-        setOutput(plhs, 0, mxCreateDoubleScalar(p->maxiter));
-    else if (key == "abs_chisquare")
-        setOutput(plhs, 0, mxCreateDoubleScalar(p->abs_chisquare));
-    else if (key == "delta_chisquare")
-        setOutput(plhs, 0, mxCreateDoubleScalar(p->delta_chisquare));
-    else if (key == "statusfile")
-        setOutput(plhs, 0, mxCreateString(p->statusfile.c_str()));
-    else {
+    const OptimizerSetting* setting = p->findSetting(key);
+    if (setting == nullptr || !setting->readable) {
         WARNING("unknown optimizer parameter '%s'\n", key.c_str());
         return false;
     }
+    if (setting->kind == OptimizerSetting::PATH)
+        setOutput(plhs, 0, mxCreateString(p->getText(*setting).c_str()));
+    else
+        setOutput(plhs, 0, mxCreateDoubleScalar(p->getNumber(*setting)));
     return true;
 }
 

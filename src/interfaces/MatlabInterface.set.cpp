@@ -154,26 +154,15 @@ bool optimizer(MatlabInterface& w, int nrhs, const mxArray** prhs) {
     }
     const std::string key = w.getString(prhs[2]);
     const mxArray* value = arg(nrhs, prhs, 3);
-    if (key == "statusfile") {
-        if (!isText(value)) return false;
-        p->setStatusFile(text(value));
-    } else if (key == "maxiter" || key == "abs_chisquare" || key == "delta_chisquare" ||
-               key == "abs_delta_argument" || key == "rel_delta_argument") {
-        if (!isNumber(value)) return false;
-        const double v = mxGetScalar(value);
-        if (key == "maxiter")
-            p->maxiter = toInt(v);
-        else if (key == "abs_chisquare")
-            p->abs_chisquare = v;
-        else if (key == "delta_chisquare")
-            p->delta_chisquare = v;
-        else if (key == "abs_delta_argument")
-            p->abs_delta_argument = v;
-        else
-            p->rel_delta_argument = v;
-    } else {
-        // "delta" and "max_time" belong to the global optimizer alone.
+    const OptimizerSetting* setting = p->findSetting(key);
+    if (setting == nullptr) {
         WARNING("unknown optimizer parameter '%s'\n", key.c_str());
+    } else if (setting->kind == OptimizerSetting::PATH) {
+        if (!isText(value)) return false;
+        p->setSetting(*setting, text(value));
+    } else {
+        if (!isNumber(value)) return false;
+        p->setSetting(*setting, mxGetScalar(value));
     }
     return true;
 }

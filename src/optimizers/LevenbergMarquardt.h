@@ -43,40 +43,31 @@ public:
     LevenbergMarquardt();
     ~LevenbergMarquardt() override;
 
-    // Fits every active voxel of the VOI (all voxels without one).
-    void run() override;
-
-    int getIteration() const { return iteration_; }
-    int getStopCode() const { return stopCode_; }
+    using Optimizer::run;
     int getRampLimit() const { return rampLimit_; }
+
+protected:
+    // One voxel, from its tolerances to its closing report.
+    void run(Voxel& voxel) override;
 
 private:
     struct Work;      // the arrays of one run and mrqmin's working set
     struct Progress;  // what the stop rules look at
 
-    // One voxel, from its settings to its final report.
-    void fitVoxel(Work& w, OptimizerParameters& record, unsigned number, unsigned numActive);
-    // The voxel's data and error curves, in the model's unit; false if one
-    // of them is not finite.
-    bool loadCurves(Work& w);
-    // Start values and bounds of the fitted parameters.
-    void loadStart(Work& w);
-    // A voxel whose data cannot be fitted keeps its start values.
-    void skipVoxel(OptimizerParameters& record);
     // Largest absolute and relative parameter change since the last taken step.
-    void measureChange(const Work& w, Progress& p) const;
+    static void measureChange(const Work& w, Progress& p);
     // Counts consecutive rises of lambda upwards, other steps downwards.
     static void countRamp(Progress& p);
 
     // The stop rules, each in one place; stopRule applies them in order and
     // the last that fires (the highest code) stands.
-    int stopRule(const Progress& p) const;
-    bool iterationLimitReached() const;
-    bool chiSquareSettled(const Progress& p) const;
-    bool chiSquareSmall() const;
+    int stopRule(const Work& w, const Progress& p) const;
+    static bool iterationLimitReached(const Work& w);
+    static bool chiSquareSettled(const Work& w, const Progress& p);
+    static bool chiSquareSmall(const Work& w);
     bool lambdaRamped(const Progress& p) const;
-    bool argumentSettledAbsolute(const Progress& p) const;
-    bool argumentSettledRelative(const Progress& p) const;
+    static bool argumentSettledAbsolute(const Work& w, const Progress& p);
+    static bool argumentSettledRelative(const Work& w, const Progress& p);
 
     // The model value and the derivatives by the fitted parameters at time
     // t and the voxel in work; dyda[1..n].
@@ -90,13 +81,9 @@ private:
     int mrqmin(Work& w, double& lambda);
     // Spreads the mfit x mfit matrix of the fitted parameters over ma x ma.
     static void covsrt(double** covar, int ma, const int* ia, int mfit);
-    // The status file of the iteration in work (arrays from 1).
-    void status(const double* t, const double* y, int T) const;
+    // The status file of the iteration in work.
+    void status(const Work& w, int iteration) const;
 
-    int iteration_;
-    int stopCode_;
-    double unweightedChisquare_;
-    int signChanges_;
     int rampLimit_;
 };
 

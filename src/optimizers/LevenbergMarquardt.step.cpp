@@ -64,9 +64,8 @@ void LevenbergMarquardt::mrqcof(Work& w, double* a, double** alpha, double* beta
         for (int k = 1; k <= j; ++k) alpha[j][k] = 0.0;
         beta[j] = 0.0;
     }
-    chisquare_ = 0.0;
-    unweightedChisquare_ = 0.0;
-    signChanges_ = 0;
+    double chisquare = 0.0, unweightedChisquare = 0.0;
+    int signChanges = 0;
     setParameters(a, ma);
     for (int j = 1; j <= ma; ++j) w.evaluated[static_cast<size_t>(j)] = a[j];
 
@@ -89,24 +88,27 @@ void LevenbergMarquardt::mrqcof(Work& w, double* a, double** alpha, double* beta
                 if (ia[m]) alpha[j][++k] += wt * dyda[m];
             beta[j] += dy * wt;
         }
-        chisquare_ += dy * dy * sig2i;
-        unweightedChisquare_ += dy * dy;
+        chisquare += dy * dy * sig2i;
+        unweightedChisquare += dy * dy;
         const bool nonNegative = dy >= 0.0;
-        if (i > 1 && nonNegative != lastNonNegative) ++signChanges_;
+        if (i > 1 && nonNegative != lastNonNegative) ++signChanges;
         lastNonNegative = nonNegative;
     }
-    MESSAGE(4, "new chiSquare = %.4g, chiSquare/d.o.f = %.4g, numSignChanges = %u\n", chisquare_,
-            chisquare_ / (static_cast<double>(w.T) - ma), static_cast<unsigned>(signChanges_));
+    MESSAGE(4, "new chiSquare = %.4g, chiSquare/d.o.f = %.4g, numSignChanges = %u\n", chisquare,
+            chisquare / (static_cast<double>(w.T) - ma), static_cast<unsigned>(signChanges));
 
     for (int j = 0, l = 1; l <= ma; ++l) {
         if (!ia[l]) continue;
         ++j;
         if (bd[l] == 0.0) continue;
         alpha[j][j] += kBoundWeight;
-        chisquare_ += kBoundWeight * bd[l] * bd[l];
+        chisquare += kBoundWeight * bd[l] * bd[l];
         beta[j] -= kBoundWeight * bd[l];
     }
-    MESSAGE(4, "chiSquare after bounds = %.4g\n", chisquare_);
+    MESSAGE(4, "chiSquare after bounds = %.4g\n", chisquare);
+    w.chisquare = chisquare;
+    w.unweightedChisquare = unweightedChisquare;
+    w.signChanges = signChanges;
 
     for (int j = 2; j <= mfit; ++j)
         for (int k = 1; k < j; ++k) alpha[k][j] = alpha[j][k];
@@ -129,7 +131,7 @@ int LevenbergMarquardt::mrqmin(Work& w, double& lambda) {
             if (ia[j]) ++w.mfit;
         lambda = 0.001;
         mrqcof(w, a, alpha, beta);
-        w.ochisq = chisquare_;
+        w.ochisq = w.chisquare;
         for (int j = 1; j <= ma; ++j) atry[j] = a[j];
     }
     const int mfit = w.mfit;
@@ -146,7 +148,7 @@ int LevenbergMarquardt::mrqmin(Work& w, double& lambda) {
     }
     for (int j = 1; j <= mfit; ++j) da[j] = oneda[j][1];
     if (lambda == 0.0) {  // the closing call
-        if (stopCode_ > ITERATIONS) {
+        if (w.stopCode > ITERATIONS) {
             covsrt(covar, ma, ia, mfit);
             covsrt(alpha, ma, ia, mfit);
         }
@@ -155,9 +157,9 @@ int LevenbergMarquardt::mrqmin(Work& w, double& lambda) {
     for (int j = 0, l = 1; l <= ma; ++l)
         if (ia[l]) atry[l] = a[l] + da[++j];
     mrqcof(w, atry, covar, da);
-    if (chisquare_ < w.ochisq) {  // success: take the step, trust the linear model more
+    if (w.chisquare < w.ochisq) {  // success: take the step, trust the linear model more
         lambda *= 0.1;
-        w.ochisq = chisquare_;
+        w.ochisq = w.chisquare;
         for (int j = 1; j <= mfit; ++j) {
             for (int k = 1; k <= mfit; ++k) alpha[j][k] = covar[j][k];
             beta[j] = da[j];
@@ -165,7 +167,7 @@ int LevenbergMarquardt::mrqmin(Work& w, double& lambda) {
         for (int l = 1; l <= ma; ++l) a[l] = atry[l];
     } else {  // failure (also at equality): keep a, damp harder
         lambda *= 10.0;
-        chisquare_ = w.ochisq;
+        w.chisquare = w.ochisq;
         setParameters(a, ma);
     }
     return 0;

@@ -1,0 +1,111 @@
+// The walk of the optimizer base, seen through a method that only records:
+// voxel order, per-voxel settings from the records, the skip of voxels whose
+// data cannot be fitted, records and the closing report.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <tuple>
+#include <vector>
+
+#include "FitFixture.h"
+
+namespace {
+
+using fit::Scene;
+
+// "Fits" by leaving the start values, counting the voxel's number as its
+// iterations and its x + 10 y + 100 z as chi-square.
+class Recorder : public Optimizer {
+public:
+    Recorder() : Optimizer("Recorder") {}
+    using Optimizer::run;
+    std::vector<std::tuple<unsigned, unsigned, unsigned>> visited;
+    std::vector<int> maxiters;
+    std::vector<double> starts, lowers;
+
+protected:
+    void run(Voxel& v) override {
+        maxiters.push_back(v.settings.maxiter);
+        if (!beginVoxel(v)) return;
+        visited.emplace_back(v.x, v.y, v.z);
+        starts.push_back(v.start[0]);
+        lowers.push_back(v.lower[0]);
+        v.iterations = static_cast<int>(v.number);
+        v.exitFlag = 1;
+        v.chisquare = v.x + 10.0 * v.y + 100.0 * v.z;
+        finishVoxel(v);
+    }
+};
+
+struct WalkScene : Scene {
+    Recorder recorder;
+    std::string run() {
+        recorder.setData(data.get());
+        recorder.setError(nullptr);
+        recorder.setVOI(voi.get());
+        recorder.setOptimizable(model.get());
+        mexhost::clearOutput();
+        recorder.run();
+        return mexhost::takeOutput();
+    }
+};
+
+TEST(OptimizerWalk, VisitsActiveVoxelsXOutermostAndFillsRecordsInOrder) {
+    fit::Verbosity verbosity(1);
+    WalkScene scene;
+    scene.setModel(new Generic_1TC_Model(Unit("kBq/ml"), 0.4, 0.15, 1.0, 0.05), 2, 2, 2);
+    for (const char* name : {"k2", "alpha", "beta"}) scene.model->setParameterState(name, Parameter::FIXED);
+    scene.model->setParameterMin("k1", 0.01);
+    scene.makeData();
+    scene.setVOI([](unsigned x, unsigned y, unsigned z) { return !(x == 0 && y == 1 && z == 0); });
+    scene.setInitValues("k1", [](unsigned x, unsigned y, unsigned z) { return 0.1 * (1 + x + 2 * y + 4 * z); });
+    scene.run();
+
+    const std::vector<std::tuple<unsigned, unsigned, unsigned>> order = {
+        {0, 0, 0}, {0, 0, 1}, {0, 1, 1}, {1, 0, 0}, {1, 0, 1}, {1, 1, 0}, {1, 1, 1}};
+    EXPECT_EQ(scene.recorder.visited, order);
+    const std::vector<OptimizerParameters>& records = scene.recorder.getParameters();
+    ASSERT_EQ(records.size(), order.size());
+    for (size_t i = 0; i < order.size(); ++i) {
+        unsigned x, y, z;
+        std::tie(x, y, z) = order[i];
+        EXPECT_EQ(records[i].x_, x);
+        EXPECT_EQ(records[i].z_, z);
+        EXPECT_EQ(records[i].numiter, static_cast<int>(i));
+        EXPECT_EQ(records[i].chisquare_, x + 10.0 * y + 100.0 * z);
+        // The start value is the initial value at the voxel; the bound is the parameter's.
+        EXPECT_DOUBLE_EQ(scene.recorder.starts[i], 0.1 * (1 + x + 2 * y + 4 * z));
+        EXPECT_EQ(scene.recorder.lowers[i], 0.01);
+    }
+    // The exit-flag map lines up with the parameter maps voxel by voxel.
+    const Dataset3D<int> flags = scene.recorder.getExitFlag();
+    EXPECT_EQ(flags(0, 1, 0), 0);
+    EXPECT_EQ(flags(1, 1, 1), 1);
+}
+
+TEST(OptimizerWalk, SettingsReachEveryVoxelAndUnusableVoxelsAreSkipped) {
+    fit::Verbosity verbosity(3);
+    WalkScene scene;
+    scene.setModel(new Generic_1TC_Model(Unit("kBq/ml"), 0.4, 0.15, 1.0, 0.05), 3, 1, 1);
+    for (const char* name : {"k2", "alpha", "beta"}) scene.model->setParameterState(name, Parameter::FIXED);
+    scene.makeData();
+    (*scene.data)(5, 1, 0, 0) = std::numeric_limits<double>::quiet_NaN();
+    scene.recorder.maxiter = 7;
+    const std::string text = fit::masked(scene.run());
+    EXPECT_EQ(scene.recorder.maxiters, (std::vector<int>{7, 7, 7}));
+    EXPECT_EQ(scene.recorder.visited.size(), 2u);
+    const OptimizerParameters& skipped = scene.recorder.getParameters()[1];
+    EXPECT_TRUE(std::isnan(skipped.chisquare_));
+    EXPECT_EQ(skipped.x_, 1u);
+    EXPECT_TRUE(std::isnan(scene.model->getParameterError("k1", 1, 0, 0)));
+    // Every voxel is announced and indented; a skipped one has no final report.
+    EXPECT_TRUE(fit::contains(text, "VOXEL 1,0,0 (2 of 3)\n  INITIAL: PARAMETER VALUES:\n    k1 = 0.4 +/- 0 1/min \n"
+                                    "WARNING: voxel 1,0,0 has data or errors that are not finite: not fitted\n"
+                                    "VOXEL 2,0,0 (3 of 3)\n"));
+    EXPECT_TRUE(fit::contains(text, "VOXEL 2,0,0 (3 of 3)\n  INITIAL: PARAMETER VALUES:\n    k1 = 0.4 +/- "));
+    EXPECT_TRUE(fit::contains(text, "  FINAL PARAMETER VALUES:\n    k1 = 0.4 +/- "));
+    EXPECT_EQ(_MessageHelper::indent_, "");
+}
+
+}  // namespace
