@@ -166,6 +166,29 @@ void Optimizer::refreshTimes() const {
     });
 }
 
+// A model reads its inputs' parameter maps at the voxel in work: a map must
+// hold one value for every voxel or lie on the data's grid, or the fit would
+// read past it.
+bool Optimizer::inputsOnGrid(unsigned X, unsigned Y, unsigned Z) const {
+    const Model* model = model_->getType() == "Model" ? dynamic_cast<const Model*>(model_) : nullptr;
+    if (model == nullptr) return true;
+    for (unsigned i = 0; i < model->getNumInputs(); ++i) {
+        const InputFunction* input = model->getInput(i);
+        for (unsigned j = 0; j < input->getNumParameters(); ++j) {
+            const Dataset3D<double>* map = input->getParameterByIndex(j).getValueVolume();
+            if (map->getVolumeSize() <= 1 ||
+                (map->getDimensionX() == X && map->getDimensionY() == Y && map->getDimensionZ() == Z))
+                continue;
+            ERROR("input function '%s' has parameter '%s' on a %dx%dx%d grid, not on the grid of data set '%s' "
+                  "(%dx%dx%d)",
+                  input->getName().c_str(), input->getParameterByIndex(j).getName().c_str(), map->getDimensionX(),
+                  map->getDimensionY(), map->getDimensionZ(), data_->getName().c_str(), X, Y, Z);
+            return false;
+        }
+    }
+    return true;
+}
+
 bool Optimizer::prepare() {
     MESSAGE(1, "%s optimizer\n", name_.c_str());
     if (data_ == nullptr) {
@@ -210,49 +233,62 @@ bool Optimizer::prepare() {
     }
     MESSAGE(1, "PARAMETERS: \n");
     _MessageHelper::indent(2);
-    parameterIndex_.clear();
-    fitted_.clear();
-    linkDrivers_.clear();
     if (voi_ != nullptr && (voi_->getDimensionX() != X || voi_->getDimensionY() != Y || voi_->getDimensionZ() != Z)) {
         ERROR("dimension mismatch between data set (%dx%dx%d) and VOI (%dx%dx%d)", X, Y, Z, voi_->getDimensionX(),
               voi_->getDimensionY(), voi_->getDimensionZ());
         _MessageHelper::outdent(2);
         return false;
     }
+    if (!inputsOnGrid(X, Y, Z)) {
+        _MessageHelper::outdent(2);
+        return false;
+    }
 
     // The free parameters, in the optimizable's order, are the fitted ones.
-    // Every parameter map takes the data's grid geometry.
-    const Unit& spaceUnit = data_->getSpaceUnit();
-    const std::vector<double> pixelSize = data_->getPixelSize();
-    const std::vector<double> origin = data_->getOrigin();
+    // The tables are built aside: a refused run leaves the last run's
+    // tables, maps and records together, so its statistics still line up.
+    std::map<std::string, unsigned> parameterIndex;
+    std::vector<Fitted> fitted;
+    std::vector<unsigned> linkDrivers;
     for (unsigned i = 0; i < model_->getNumParameters(); ++i) {
-        Parameter& p = model_->getParameterByIndex(i);
+        const Parameter& p = model_->getParameterByIndex(i);
         if (p.getState() == Parameter::FREE) {
-            const unsigned counter = static_cast<unsigned>(fitted_.size());
+            const unsigned counter = static_cast<unsigned>(fitted.size());
             if (_MessageHelper::enabled(1)) {
                 const std::string line = p.getName() + " (" + num2string(counter) +
                                          ") = " + num2string(p.getValueVolume()->getValue3D(0, 0, 0)) + " " +
                                          p.getUnit().getName() + " \n";
                 MESSAGE(1, "%s", line.c_str());
             }
-            parameterIndex_[p.getName()] = counter;
-            fitted_.push_back(Fitted{p.getName(), i});
+            parameterIndex[p.getName()] = counter;
+            fitted.push_back(Fitted{p.getName(), i});
         }
-        if (model_->getParameterLink(p.getName()) >= 0) linkDrivers_.push_back(i);
+        if (model_->getParameterLink(p.getName()) >= 0) linkDrivers.push_back(i);
+    }
+    _MessageHelper::outdent(2);
+    const unsigned numActive = voi_ != nullptr ? voi_->numActive() : X * Y * Z;
+    if (voi_ != nullptr && numActive == 0) {
+        ERROR("VOI '%s' has 0 active voxels", voi_->getName().c_str());
+        return false;
+    }
+
+    // Every check has passed: the run takes over. Every parameter map takes
+    // the data's grid and geometry.
+    parameterIndex_.swap(parameterIndex);
+    fitted_.swap(fitted);
+    linkDrivers_.swap(linkDrivers);
+    const Unit& spaceUnit = data_->getSpaceUnit();
+    const std::vector<double> pixelSize = data_->getPixelSize();
+    const std::vector<double> origin = data_->getOrigin();
+    for (unsigned i = 0; i < model_->getNumParameters(); ++i) {
+        Parameter& p = model_->getParameterByIndex(i);
         for (Dataset3D<double>* volume : {p.getInitValueVolume(), p.getValueVolume(), p.getErrorVolume()}) {
             volume->setSpaceUnit(spaceUnit);
             volume->setPixelSize(pixelSize);
             volume->setOrigin(origin);
         }
     }
-    _MessageHelper::outdent(2);
     model_->resizeParameters(X, Y, Z);
-
-    const unsigned numActive = voi_ != nullptr ? voi_->numActive() : X * Y * Z;
-    if (voi_ != nullptr && numActive == 0) {
-        ERROR("VOI '%s' has 0 active voxels", voi_->getName().c_str());
-        return false;
-    }
     parameters_.resize(numActive);
     for (OptimizerParameters& record : parameters_) static_cast<StopSettings&>(record) = *this;
     refreshTimes();

@@ -108,4 +108,41 @@ TEST(OptimizerWalk, SettingsReachEveryVoxelAndUnusableVoxelsAreSkipped) {
     EXPECT_EQ(_MessageHelper::indent_, "");
 }
 
+// An input read at every voxel must hold one curve for all voxels or one per
+// voxel of the data; a refused run leaves the last run's tables and records.
+TEST(OptimizerWalk, InputsOffTheDataGridAreRefusedAndTheLastRunStands) {
+    fit::Verbosity verbosity(1);
+    WalkScene scene;
+    scene.setModel(new Generic_1TC_Model(Unit("kBq/ml"), 0.4, 0.15, 1.0, 0.05), 2, 1, 1);
+    for (const char* name : {"alpha", "beta"}) scene.model->setParameterState(name, Parameter::FIXED);
+    scene.makeData();
+    scene.run();
+    const std::vector<OptimizerParameters> records = scene.recorder.getParameters();
+    ASSERT_EQ(records.size(), 2u);
+
+    // Two curves as the input, for data of 2x1x1 voxels: on the grid, fine.
+    Dataset4D<double> curves(4, 2, 1, 1, 1.0);
+    for (unsigned t = 0; t < 4; ++t) curves.setTime(t, 10.0 * t + 1.0);
+    LinearInterpolation twoCurves("two", Unit("kBq/ml"));
+    twoCurves.initParameters(&curves, nullptr);
+    scene.model->clearInputs();
+    scene.model->addInput(&twoCurves);
+    std::string text = scene.run();
+    EXPECT_FALSE(fit::contains(text, "ERROR Optimizer")) << text;
+
+    // The same input for data of 4x1x1 voxels would be read past its curves.
+    scene.recorder.visited.clear();
+    std::unique_ptr<Dataset4D<double>> wide(new Dataset4D<double>(scene.data->getDimensionT(), 4, 1, 1, 1.0));
+    wide->setName("wide");
+    scene.data.swap(wide);
+    text = fit::masked(scene.run());
+    EXPECT_TRUE(fit::endsWith(text, "PARAMETERS: \nERROR Optimizer(#): input function 'two' has parameter 'y0' on a "
+                                    "2x1x1 grid, not on the grid of data set 'wide' (4x1x1) \n"))
+        << text;
+    EXPECT_TRUE(scene.recorder.visited.empty());
+    EXPECT_EQ(scene.recorder.getNumFitted(), 2u);
+    EXPECT_EQ(scene.recorder.getParameters().size(), 2u);
+    EXPECT_EQ(scene.model->getParameterDimensionX(), 2u);
+}
+
 }  // namespace
