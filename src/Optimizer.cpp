@@ -115,6 +115,7 @@ void Optimizer::reset() {
     error_ = nullptr;
     voi_ = nullptr;
     model_ = nullptr;
+    lastRun_ = WorkingSet();
     parameterIndex_.clear();
     fitted_.clear();
     linkDrivers_.clear();
@@ -125,6 +126,10 @@ void Optimizer::reset() {
 
 void Optimizer::forget(const void* object) {
     if (object == nullptr) return;
+    if (lastRun_.data == object) lastRun_.data = nullptr;
+    if (lastRun_.error == object) lastRun_.error = nullptr;
+    if (static_cast<const void*>(lastRun_.voi) == object) lastRun_.voi = nullptr;
+    if (static_cast<const void*>(lastRun_.model) == object) lastRun_.model = nullptr;
     if (data_ == object) data_ = nullptr;
     if (error_ == object) error_ = nullptr;
     if (static_cast<const void*>(voi_) == object) voi_ = nullptr;
@@ -307,7 +312,14 @@ bool Optimizer::isActive(unsigned x, unsigned y, unsigned z) const {
 // The walk
 
 void Optimizer::run() {
-    if (!prepare()) return;
+    if (!prepare()) {
+        data_ = lastRun_.data;
+        error_ = lastRun_.error;
+        voi_ = lastRun_.voi;
+        model_ = lastRun_.model;
+        return;
+    }
+    lastRun_ = WorkingSet{data_, error_, voi_, model_};
     const unsigned X = data_->getDimensionX(), Y = data_->getDimensionY(), Z = data_->getDimensionZ();
     Voxel voxel(data_->getDimensionT(), getNumFitted(), error_ != nullptr);
     voxel.count = static_cast<unsigned>(parameters_.size());

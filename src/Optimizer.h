@@ -276,6 +276,20 @@ public:
     VOI* voi_;
     Optimizable* model_;
 
+private:
+    // The working set of the last run that passed prepare: a refused run
+    // goes back to it, so that the statistics keep reading the data, VOI
+    // and optimizable that the records and maps came from.
+    struct WorkingSet {
+        Dataset* data = nullptr;
+        Dataset* error = nullptr;
+        VOI* voi = nullptr;
+        Optimizable* model = nullptr;
+    };
+    WorkingSet lastRun_;
+
+public:
+
 protected:
     // One fitted parameter: its name, its index in the optimizable's own
     // list (for the index-based calls of the inner loops) and its fit index.

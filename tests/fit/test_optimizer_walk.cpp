@@ -140,6 +140,7 @@ TEST(OptimizerWalk, InputsOffTheDataGridAreRefusedAndTheLastRunStands) {
                                     "2x1x1 grid, not on the grid of data set 'wide' (4x1x1) \n"))
         << text;
     EXPECT_TRUE(scene.recorder.visited.empty());
+    EXPECT_EQ(scene.recorder.getDataset()->getName(), "data");  // the statistics read the last run's data
     EXPECT_EQ(scene.recorder.getNumFitted(), 2u);
     EXPECT_EQ(scene.recorder.getParameters().size(), 2u);
     EXPECT_EQ(scene.model->getParameterDimensionX(), 2u);
