@@ -175,6 +175,7 @@ std::vector<double> Dataset2D<T>::getOrigin() const {
 template <class T>
 unsigned Dataset2D<T>::resize(unsigned x, unsigned y) {
     const unsigned oldCount = X_ * Y_;
+    if (!allowedSize({x, y}, sizeof(T), name_)) return oldCount;  // refused: nothing changes
     const unsigned newCount = x * y;
     if (newCount == oldCount) return newCount;
     T* data = new T[std::max(newCount, 1u)]();
