@@ -347,7 +347,7 @@ bool Dataset3D<T>::read(std::istream& in) {
     in.read(reinterpret_cast<char*>(&x), 4);
     in.read(reinterpret_cast<char*>(&y), 4);
     in.read(reinterpret_cast<char*>(&z), 4);
-    if (!in) return false;
+    if (!in || !allowedSize({x, y, z}, sizeof(T), name_)) return false;
     resize(x, y, z);
     in.read(reinterpret_cast<char*>(data_), std::streamsize(size_t(elements_) * sizeof(T)));
     return bool(in);

@@ -311,7 +311,7 @@ template <class T>
 bool Dataset4D<T>::read(std::istream& in) {
     uint32_t frames = 0;
     in.read(reinterpret_cast<char*>(&frames), 4);
-    if (!in) return false;
+    if (!in || !allowedSize({frames}, sizeof(Dataset3D<T>), name_)) return false;
     resize(frames, 1, 1, 1);
     for (unsigned t = 0; t < T_; ++t) {
         in.read(reinterpret_cast<char*>(&times_[t]), 8);
