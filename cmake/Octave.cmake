@@ -1,5 +1,6 @@
-# Builds kinetra.mex for GNU Octave with the compiler and link flags that
-# mkoctfile reports, so the module loads with addpath of the build folder.
+# Builds kinetra.mex for GNU Octave from the core, the interfaces compiled
+# with the include flags that mkoctfile reports, and the entry, so that the
+# module loads with addpath of the build folder.
 find_program(MKOCTFILE mkoctfile)
 if(NOT MKOCTFILE)
   message(STATUS "mkoctfile not found: the Octave module is not built")
@@ -14,9 +15,14 @@ endfunction()
 
 _kinetra_mkoctfile(OCTAVE_INCFLAGS INCFLAGS)
 
-add_library(kinetra_octave MODULE ${CMAKE_SOURCE_DIR}/src/kinetra.cpp ${KINETRA_SOURCES})
-target_include_directories(kinetra_octave PRIVATE ${CMAKE_SOURCE_DIR}/src)
+# The interfaces against Octave's mex.h; the core is the one of every build.
+add_library(kinetra_interfaces_octave STATIC ${KINETRA_INTERFACE_SOURCES})
+target_compile_options(kinetra_interfaces_octave PRIVATE ${OCTAVE_INCFLAGS})
+target_link_libraries(kinetra_interfaces_octave PUBLIC kinetra_core)
+
+add_library(kinetra_octave MODULE ${KINETRA_ENTRY})
 target_compile_options(kinetra_octave PRIVATE ${OCTAVE_INCFLAGS})
+target_link_libraries(kinetra_octave PRIVATE kinetra_interfaces_octave kinetra_core)
 # The mex API symbols are resolved by Octave when it loads the module.
 target_link_options(kinetra_octave PRIVATE -Wl,-Bsymbolic)
 set_target_properties(kinetra_octave PROPERTIES PREFIX "" OUTPUT_NAME kinetra SUFFIX ".mex"

@@ -1,17 +1,18 @@
-// Commands of the workspace: a short and a long help text and up to three
-// handlers of different shapes bound to member operations of one owner.
+// Commands of the workspace: a short and a long help text and the handlers
+// of one owner object that carry them out.
 //
-// The Matlab route calls process(nlhs, plhs, nrhs, prhs), which tries the
-// array handler and then the plain one; the text route calls
-// process(args), which tries the strings handler and then the plain one.
-// So a command with only a strings handler cannot be reached from Matlab.
+// The workspace knows two routes into a command. The text route calls
+// process(args), which tries the strings handler and then the plain one;
+// process() tries the plain one only. The array route of the Matlab module
+// (interfaces/MatlabCommand.h) adds a third handler shape, which knows the
+// host's arrays, and falls back on the plain handler; so a command with only
+// a strings handler cannot be reached from Matlab.
 #ifndef KINETRA_COMMAND_H
 #define KINETRA_COMMAND_H
 
 #include <string>
 #include <vector>
 
-#include "mex.h"
 #include "util/Message.h"
 
 class SubCommand {
@@ -22,10 +23,16 @@ public:
 
     virtual bool process(const std::vector<std::string>& args) = 0;
     virtual bool process() = 0;
-    virtual bool process(int nlhs, mxArray** plhs, int nrhs, const mxArray** prhs) = 0;
 
     std::string shortHelp_;
     std::string longHelp_;
+
+protected:
+    // A route that finds no handler for itself.
+    static bool undefined() {
+        ERROR("Function is not defined!\nProgramming error...\n");
+        return false;
+    }
 };
 
 template <class T>
@@ -33,21 +40,13 @@ class Command : public SubCommand {
 public:
     typedef bool (T::*StringsHandler)(const std::vector<std::string>&);
     typedef bool (T::*PlainHandler)();
-    typedef bool (T::*ArrayHandler)(int, mxArray**, int, const mxArray**);
 
     Command(const std::string& shortHelp, const std::string& longHelp, T* owner, StringsHandler handler)
         : SubCommand(shortHelp, longHelp) {
-        init();
         addFunction(owner, handler);
     }
     Command(const std::string& shortHelp, const std::string& longHelp, T* owner, PlainHandler handler)
         : SubCommand(shortHelp, longHelp) {
-        init();
-        addFunction(owner, handler);
-    }
-    Command(const std::string& shortHelp, const std::string& longHelp, T* owner, ArrayHandler handler)
-        : SubCommand(shortHelp, longHelp) {
-        init();
         addFunction(owner, handler);
     }
 
@@ -59,10 +58,6 @@ public:
         owner_ = owner;
         plainHandler_ = handler;
     }
-    void addFunction(T* owner, ArrayHandler handler) {
-        owner_ = owner;
-        arrayHandler_ = handler;
-    }
 
     bool process(const std::vector<std::string>& args) override {
         if (stringsHandler_) return (owner_->*stringsHandler_)(args);
@@ -73,28 +68,14 @@ public:
         if (plainHandler_) return (owner_->*plainHandler_)();
         return undefined();
     }
-    bool process(int nlhs, mxArray** plhs, int nrhs, const mxArray** prhs) override {
-        if (arrayHandler_) return (owner_->*arrayHandler_)(nlhs, plhs, nrhs, prhs);
-        if (plainHandler_) return (owner_->*plainHandler_)();
-        return undefined();
-    }
 
-private:
-    void init() {
-        owner_ = nullptr;
-        stringsHandler_ = nullptr;
-        plainHandler_ = nullptr;
-        arrayHandler_ = nullptr;
-    }
-    bool undefined() {
-        ERROR("Function is not defined!\nProgramming error...\n");
-        return false;
-    }
+protected:
+    // For a route that adds its own handler shape.
+    explicit Command(const std::string& shortHelp, const std::string& longHelp) : SubCommand(shortHelp, longHelp) {}
 
-    T* owner_;
-    StringsHandler stringsHandler_;
-    PlainHandler plainHandler_;
-    ArrayHandler arrayHandler_;
+    T* owner_ = nullptr;
+    StringsHandler stringsHandler_ = nullptr;
+    PlainHandler plainHandler_ = nullptr;
 };
 
 #endif

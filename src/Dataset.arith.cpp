@@ -1,6 +1,6 @@
 // Compatibility checks and element-wise arithmetic between datasets.
 #include "Dataset.elements.h"
-#include "Dataset4D.h"
+#include "Dataset.visit.h"
 #include "VOI.h"
 #include "util/Message.h"
 
@@ -47,39 +47,43 @@ bool covers(const Dataset& data, unsigned t, unsigned x, unsigned y, unsigned z)
     return n < 4 || t < data.getDimensionT();
 }
 
+// Element (t, x, y, z) of a volume (t ignored) or of a series.
+template <class T>
+T& at(Dataset3D<T>& d, unsigned, unsigned x, unsigned y, unsigned z) {
+    return d(x, y, z);
+}
+template <class T>
+T& at(Dataset4D<T>& d, unsigned t, unsigned x, unsigned y, unsigned z) {
+    return d(t, x, y, z);
+}
+
 // left op= right for a left dataset of class Dataset3D<T> or Dataset4D<T>.
-// A right side of the same class goes through the class's own operator, in T's
-// arithmetic. A right side of another class (the caller has reported the
-// mismatch) is read element by element through its virtual accessors, as far
-// as its grid reaches, and converted to T: the operation goes on without
-// reading past the other dataset's memory.
-template <class T, class Op, class Apply3D, class Apply4D>
-void combine(Dataset& left, const Dataset& right, Op op, Apply3D apply3D, Apply4D apply4D) {
-    const bool sameClass = left.getNumDimensions() == right.getNumDimensions() && left.getType() == right.getType();
-    if (left.getNumDimensions() == 3) {
-        auto& l = static_cast<Dataset3D<T>&>(left);
-        if (sameClass) {
-            apply3D(l, static_cast<const Dataset3D<T>&>(right));
-            return;
+// A right side of the same class goes through the class's own operator
+// (apply), in T's arithmetic. A right side of another class (the caller has
+// reported the mismatch) is read element by element through its virtual
+// accessors, as far as its grid reaches, and converted to T: the operation
+// goes on without reading past the other dataset's memory.
+template <class Op, class Apply>
+void combine(Dataset& left, const Dataset& right, Op op, Apply apply) {
+    visitDataset(left, [&](auto& l) {
+        using D = typename std::decay<decltype(l)>::type;
+        using T = typename DatasetClass<D>::element;
+        if constexpr (DatasetClass<D>::dimensions >= 3) {
+            if (const D* r = datasetAs<D>(right)) {
+                apply(l, *r);
+                return;
+            }
+            const unsigned frames = DatasetClass<D>::dimensions == 4 ? l.getDimensionT() : 1;
+            for (unsigned t = 0; t < frames; ++t)
+                for (unsigned z = 0; z < l.getDimensionZ(); ++z)
+                    for (unsigned y = 0; y < l.getDimensionY(); ++y)
+                        for (unsigned x = 0; x < l.getDimensionX(); ++x)
+                            if (covers(right, t, x, y, z)) {
+                                T& e = at(l, t, x, y, z);
+                                e = op(e, fromDouble<T>(right.getValue(t, x, y, z)));
+                            }
         }
-        for (unsigned z = 0; z < l.getDimensionZ(); ++z)
-            for (unsigned y = 0; y < l.getDimensionY(); ++y)
-                for (unsigned x = 0; x < l.getDimensionX(); ++x)
-                    if (covers(right, 0, x, y, z))
-                        l(x, y, z) = op(l(x, y, z), fromDouble<T>(right.getValue(0, x, y, z)));
-    } else {
-        auto& l = static_cast<Dataset4D<T>&>(left);
-        if (sameClass) {
-            apply4D(l, static_cast<const Dataset4D<T>&>(right));
-            return;
-        }
-        for (unsigned t = 0; t < l.getDimensionT(); ++t)
-            for (unsigned z = 0; z < l.getDimensionZ(); ++z)
-                for (unsigned y = 0; y < l.getDimensionY(); ++y)
-                    for (unsigned x = 0; x < l.getDimensionX(); ++x)
-                        if (covers(right, t, x, y, z))
-                            l(t, x, y, z) = op(l(t, x, y, z), fromDouble<T>(right.getValue(t, x, y, z)));
-    }
+    });
 }
 
 }  // namespace
@@ -92,13 +96,7 @@ void combine(Dataset& left, const Dataset& right, Op op, Apply3D apply3D, Apply4
             ERROR("invalid dimensions %d " SIGN " %d", int(dimension_), int(other.dimension_));       \
         if (type_ != other.type_) ERROR("invalid types %s " SIGN " %s", type_.c_str(), other.type_.c_str()); \
         if (dimension_ == 3 || dimension_ == 4) {                                                     \
-            dispatchType(type_, [&](auto tag) {                                                       \
-                using T = typename decltype(tag)::type;                                               \
-                combine<T>(                                                                           \
-                    *this, other, elements::FUNCTOR(),                                                \
-                    [](Dataset3D<T>& l, const Dataset3D<T>& r) { l OP r; },                           \
-                    [](Dataset4D<T>& l, const Dataset4D<T>& r) { l OP r; });                          \
-            });                                                                                       \
+            combine(*this, other, elements::FUNCTOR(), [](auto& l, const auto& r) { l OP r; });       \
         } else {                                                                                      \
             ERROR("invalid dimension '%u'", dimension_);                                              \
         }                                                                                             \

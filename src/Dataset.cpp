@@ -1,5 +1,7 @@
 #include "Dataset.h"
 
+#include <limits>
+
 #include "util/Message.h"
 
 int Dataset::count_ = 0;
@@ -47,4 +49,20 @@ double Dataset::getValue(unsigned t, unsigned x, unsigned y, unsigned z) const {
         ERROR("invalid dimension '%u'", dimension_);
         return 0;
     }
+}
+
+bool Dataset::allowedSize(const uint64_t* sizes, size_t n, size_t elementSize, const std::string& name) {
+    // A wrapped 32-bit product would allocate a small buffer that the indices
+    // then run past; an absurd one would take the host's memory.
+    uint64_t count = 1;
+    bool fits = true;
+    for (size_t i = 0; i < n; ++i) fits = fits && !__builtin_mul_overflow(count, sizes[i], &count);
+    uint64_t bytes = 0;
+    fits = fits && count <= std::numeric_limits<unsigned>::max() &&
+           !__builtin_mul_overflow(count, uint64_t(elementSize), &bytes) && bytes <= MAX_BYTES;
+    if (fits) return true;
+    std::string shape;
+    for (size_t i = 0; i < n; ++i) shape += (i == 0 ? "" : "x") + std::to_string(sizes[i]);
+    ERROR("dataset '%s' of size %s is too large", name.c_str(), shape.c_str());
+    return false;
 }

@@ -11,7 +11,9 @@
 //     int "int", float "float", double "double".
 //
 // The type name is the run-time tag by which code picks a template instance;
-// `dispatchType` below is the one place that maps a name to its type.
+// the table KINETRA_ELEMENT_TYPES below is the one place that maps a name to
+// its type, and visitDataset (Dataset.visit.h) the one place that turns a
+// Dataset into the template instance it is.
 //
 // Operations that make no sense for a dimension (setTime on a volume, ...)
 // report an error, change nothing and carry on; getters then answer 0.
@@ -19,6 +21,8 @@
 #define KINETRA_DATASET_H
 
 #include <cmath>
+#include <cstdint>
+#include <initializer_list>
 #include <istream>
 #include <limits>
 #include <ostream>
@@ -29,63 +33,73 @@
 #include "Unit.h"
 
 class VOI;
+class FrameSeries;
 
 // ---------------------------------------------------------------------------
-// Element-type dispatch.
+// Element types.
 //
+// The one table of the six element types, in dispatch order: the type, its
+// type name, and the class id of the Matlab array that carries it
+// (mxDOUBLE_CLASS, ...; a plain number here, since the core knows no host:
+// the array bridge checks it against the host's mex.h). Everything that maps
+// a type to a name or a class, and back, is built from this table.
+#define KINETRA_ELEMENT_TYPES(X)      \
+    X(double, "double", 6)            \
+    X(float, "float", 7)              \
+    X(int, "int", 12)                 \
+    X(unsigned short, "ushort", 11)   \
+    X(short, "short", 10)             \
+    X(unsigned char, "uchar", 9)
+
+template <class T>
+struct ElementTraits;  // only the six types of the table
+
+#define KINETRA_ELEMENT_TRAITS(T, NAME, CLASS_ID)    \
+    template <>                                      \
+    struct ElementTraits<T> {                        \
+        static constexpr const char* name = NAME;    \
+        static constexpr int classId = CLASS_ID;     \
+    };
+KINETRA_ELEMENT_TYPES(KINETRA_ELEMENT_TRAITS)
+#undef KINETRA_ELEMENT_TRAITS
+
 // TypeTag<T> carries an element type as a value, so that a generic lambda can
-// receive it:
-//
-//     bool known = dispatchType(data->getType(), [&](auto tag) {
-//         using T = typename decltype(tag)::type;
-//         Dataset3D<T>& volume = static_cast<Dataset3D<T>&>(*data);
-//         ...
-//     });
-//
-// dispatchType compares the name with "double", "float", "int", "ushort",
-// "short", "uchar" in this order, calls f(TypeTag<T>()) for the first match
-// and returns true; an unknown name calls nothing and returns false. Any
-// result of f is dropped: capture what you need by reference.
+// receive it.
 template <class T>
 struct TypeTag {
     using type = T;
 };
 
+// Calls f(TypeTag<T>()) for the element types in table order until one call
+// returns true; returns whether one did.
 template <class F>
-bool dispatchType(const std::string& typeName, F&& f) {
-    if (typeName == "double") {
-        f(TypeTag<double>());
-    } else if (typeName == "float") {
-        f(TypeTag<float>());
-    } else if (typeName == "int") {
-        f(TypeTag<int>());
-    } else if (typeName == "ushort") {
-        f(TypeTag<unsigned short>());
-    } else if (typeName == "short") {
-        f(TypeTag<short>());
-    } else if (typeName == "uchar") {
-        f(TypeTag<unsigned char>());
-    } else {
-        return false;
-    }
-    return true;
+bool firstElementType(F&& f) {
+#define KINETRA_ELEMENT_TRY(T, NAME, CLASS_ID) \
+    if (f(TypeTag<T>())) return true;
+    KINETRA_ELEMENT_TYPES(KINETRA_ELEMENT_TRY)
+#undef KINETRA_ELEMENT_TRY
+    return false;
 }
 
 // The type name of an element type ("double", ..., "uchar").
 template <class T>
-const char* typeName();
-template <>
-inline const char* typeName<double>() { return "double"; }
-template <>
-inline const char* typeName<float>() { return "float"; }
-template <>
-inline const char* typeName<int>() { return "int"; }
-template <>
-inline const char* typeName<unsigned short>() { return "ushort"; }
-template <>
-inline const char* typeName<short>() { return "short"; }
-template <>
-inline const char* typeName<unsigned char>() { return "uchar"; }
+const char* typeName() {
+    return ElementTraits<T>::name;
+}
+
+// Calls f(TypeTag<T>()) for the element type named typeName, comparing with
+// the names in table order ("double", "float", "int", "ushort", "short",
+// "uchar"), and returns true; an unknown name calls nothing and returns false.
+// Any result of f is dropped: capture what you need by reference. To reach
+// the dataset of that type use visitDataset (Dataset.visit.h).
+template <class F>
+bool dispatchType(const std::string& typeName, F&& f) {
+    return firstElementType([&](auto tag) {
+        if (typeName != ElementTraits<typename decltype(tag)::type>::name) return false;
+        f(tag);
+        return true;
+    });
+}
 
 // Converts a double into an element type. Floating types take the value as it
 // is; integer types truncate toward zero, as the language's conversion does,
@@ -182,18 +196,31 @@ public:
     double getValue(unsigned t, unsigned x, unsigned y, unsigned z) const;
 
     // Store the type name of the argument's type; the value is not used.
-    void setType(const unsigned char&) { type_ = "uchar"; }
-    void setType(const short&) { type_ = "short"; }
-    void setType(const unsigned short&) { type_ = "ushort"; }
-    void setType(const int&) { type_ = "int"; }
-    void setType(const float&) { type_ = "float"; }
-    void setType(const double&) { type_ = "double"; }
+    template <class T>
+    void setType(const T&) {
+        type_ = typeName<T>();
+    }
+
+    // The frame times of a series (4D), whatever its element type; null for
+    // 2D and 3D data.
+    virtual FrameSeries* series() { return nullptr; }
+    virtual const FrameSeries* series() const { return nullptr; }
 
     // An integer value relative to its type's largest value (full range = 1).
     static double pixelValue(unsigned char v) { return v / 255.0; }
     static double pixelValue(short v) { return v / 32767.0; }
     static double pixelValue(unsigned short v) { return v / 65535.0; }
     static double pixelValue(int v) { return v / 2147483647.0; }
+
+    // Whether a dataset of sizes[0] * sizes[1] * ... elements of elementSize
+    // bytes may be allocated. The count is formed in 64 bits; it must fit the
+    // unsigned indices of the accessors, and the bytes must stay below
+    // MAX_BYTES. Otherwise the error is reported and nothing may be allocated.
+    static bool allowedSize(const uint64_t* sizes, size_t count, size_t elementSize, const std::string& name);
+    static bool allowedSize(std::initializer_list<uint64_t> sizes, size_t elementSize, const std::string& name) {
+        return allowedSize(sizes.begin(), sizes.size(), elementSize, name);
+    }
+    static constexpr uint64_t MAX_BYTES = uint64_t(1) << 40;
 
     // Compatibility checks.
     bool checkDimensions(const Dataset* other) const;

@@ -175,6 +175,7 @@ std::vector<double> Dataset2D<T>::getOrigin() const {
 template <class T>
 unsigned Dataset2D<T>::resize(unsigned x, unsigned y) {
     const unsigned oldCount = X_ * Y_;
+    if (!allowedSize({x, y}, sizeof(T), name_)) return oldCount;  // refused: nothing changes
     const unsigned newCount = x * y;
     if (newCount == oldCount) return newCount;
     T* data = new T[std::max(newCount, 1u)]();
@@ -272,7 +273,7 @@ bool Dataset2D<T>::read(std::istream& in) {
     uint32_t x = 0, y = 0;
     in.read(reinterpret_cast<char*>(&x), 4);
     in.read(reinterpret_cast<char*>(&y), 4);
-    if (!in) return false;
+    if (!in || !allowedSize({x, y}, sizeof(T), name_)) return false;
     resize(x, y);
     in.read(reinterpret_cast<char*>(data_), std::streamsize(size_t(X_) * Y_ * sizeof(T)));
     return bool(in);

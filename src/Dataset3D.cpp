@@ -194,6 +194,7 @@ void Dataset3D<T>::setData(const T* data) {
 // least one element, so that element 0 of an empty volume can be read.
 template <class T>
 unsigned Dataset3D<T>::resize(unsigned x, unsigned y, unsigned z) {
+    if (!allowedSize({x, y, z}, sizeof(T), name_)) return elements_;  // refused: nothing changes
     const unsigned newCount = x * y * z;
     if (newCount == X_ * Y_ * Z_) return elements_ = newCount;
     T* data = new T[std::max(newCount, 1u)]();
@@ -346,7 +347,7 @@ bool Dataset3D<T>::read(std::istream& in) {
     in.read(reinterpret_cast<char*>(&x), 4);
     in.read(reinterpret_cast<char*>(&y), 4);
     in.read(reinterpret_cast<char*>(&z), 4);
-    if (!in) return false;
+    if (!in || !allowedSize({x, y, z}, sizeof(T), name_)) return false;
     resize(x, y, z);
     in.read(reinterpret_cast<char*>(data_), std::streamsize(size_t(elements_) * sizeof(T)));
     return bool(in);

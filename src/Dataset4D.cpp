@@ -8,14 +8,13 @@
 #include "util/StringUtil.h"
 
 template <class T>
-Dataset4D<T>::Dataset4D() : Dataset("", Unit("")), timeUnit_("s") {
+Dataset4D<T>::Dataset4D() {
     dimension_ = 4;
     setType(T(0));
 }
 
 template <class T>
-Dataset4D<T>::Dataset4D(unsigned t, unsigned x, unsigned y, unsigned z, T value)
-    : Dataset("", Unit("")), timeUnit_("s") {
+Dataset4D<T>::Dataset4D(unsigned t, unsigned x, unsigned y, unsigned z, T value) {
     dimension_ = 4;
     resize(t, x, y, z);
     if (value != T(0)) *this = value;  // new volumes are zero-filled already
@@ -24,15 +23,7 @@ Dataset4D<T>::Dataset4D(unsigned t, unsigned x, unsigned y, unsigned z, T value)
 
 template <class T>
 Dataset4D<T>::Dataset4D(const Dataset4D& other)
-    : Dataset(other),
-      T_(other.T_),
-      times_(other.times_),
-      lengths_(other.lengths_),
-      midframe_approx(other.midframe_approx),
-      X_(other.X_),
-      Y_(other.Y_),
-      Z_(other.Z_),
-      timeUnit_(other.timeUnit_) {
+    : FrameSeries(other), X_(other.X_), Y_(other.Y_), Z_(other.Z_) {
     if (T_ == 0) return;
     volumes_ = new Dataset3D<T>[T_];
     for (unsigned t = 0; t < T_; ++t) {
@@ -176,6 +167,7 @@ void Dataset4D<T>::setData(unsigned t, const T* data) {
 // is resized by the 3D rule, and the cache takes x, y, z.
 template <class T>
 unsigned Dataset4D<T>::resize(unsigned t, unsigned x, unsigned y, unsigned z) {
+    if (!allowedSize({t, x, y, z}, sizeof(T), name_)) return X_ * Y_ * Z_ * T_;  // refused: nothing changes
     if (t != T_) {
         Dataset3D<T>* volumes = t > 0 ? new Dataset3D<T>[t] : nullptr;
         delete[] volumes_;
@@ -214,30 +206,6 @@ T Dataset4D<T>::max() const {
     T result = volumes_[0].max();
     for (unsigned t = 1; t < T_; ++t) result = std::max(result, volumes_[t].max());
     return result;
-}
-
-// ---- Frames ----
-
-template <class T>
-bool Dataset4D<T>::setTime(const std::vector<double>& times) {
-    if (times.size() != T_) return false;
-    times_ = times;
-    return true;
-}
-
-template <class T>
-bool Dataset4D<T>::setFrameLength(const std::vector<double>& lengths) {
-    if (lengths.size() != T_) return false;
-    lengths_ = lengths;
-    return true;
-}
-
-template <class T>
-std::vector<double> Dataset4D<T>::getModelTime() const {
-    std::vector<double> times = times_;
-    if (midframe_approx)
-        for (unsigned t = 0; t < T_; ++t) times[t] += 0.5 * lengths_[t];
-    return times;
 }
 
 template <class T>
@@ -343,7 +311,7 @@ template <class T>
 bool Dataset4D<T>::read(std::istream& in) {
     uint32_t frames = 0;
     in.read(reinterpret_cast<char*>(&frames), 4);
-    if (!in) return false;
+    if (!in || !allowedSize({frames}, sizeof(Dataset3D<T>), name_)) return false;
     resize(frames, 1, 1, 1);
     for (unsigned t = 0; t < T_; ++t) {
         in.read(reinterpret_cast<char*>(&times_[t]), 8);

@@ -1,24 +1,20 @@
 // Dataset4D<T>: a series of T volumes over time, each a complete Dataset3D<T>,
 // with the start time and length of every frame.
 //
-// Constructors, resize and operator() take T first. Frame times are kept in
-// the time unit (initially "s") and are not converted when it changes. Pixel
-// size and origin live in the volumes only.
-//
-// Model time: what a model compares with frame t is getModelTime(t), the
-// frame start, or with midframe_approx the frame middle
-//     time(t) + 0.5 * length(t).
-// Nothing integrates over a frame.
+// Constructors, resize and operator() take T first. The frame tables, the
+// time unit and the model time live in the base FrameSeries (Dataset.series.h),
+// which needs no element type. Pixel size and origin live in the volumes only.
 //
 // The member bodies live in Dataset4D.cpp, instantiated for the six element
 // types; the element accessors are inline here.
 #ifndef KINETRA_DATASET4D_H
 #define KINETRA_DATASET4D_H
 
+#include "Dataset.series.h"
 #include "Dataset3D.h"
 
 template <class T>
-class Dataset4D : public Dataset {
+class Dataset4D : public FrameSeries {
 public:
     // No frames.
     Dataset4D();
@@ -32,9 +28,6 @@ public:
     ~Dataset4D() override;
 
     // The virtual interface.
-    void setTime(unsigned t, double value) override { times_[t] = value; }
-    void setFrameLength(unsigned t, double value) override { lengths_[t] = value; }
-    void setTimeUnit(const Unit& unit) override { timeUnit_ = unit; }  // no conversion
     // Converts every volume (each by its own unit), then stores the unit.
     void changeUnit(const Unit& unit) override;
     void setValue(double value) override;
@@ -45,10 +38,6 @@ public:
     }
     void setPixelSize(const std::vector<double>& size) override;  // into every volume
     void setOrigin(const std::vector<double>& origin) override;    // into every volume
-    double getTime(unsigned t) const override { return times_[t]; }
-    double getFrameLength(unsigned t) const override { return lengths_[t]; }
-    const Unit& getTimeUnit() const override { return timeUnit_; }
-    unsigned getDimensionT() const override { return T_; }
     unsigned getDimensionX() const override { return X_; }
     unsigned getDimensionY() const override { return Y_; }
     unsigned getDimensionZ() const override { return Z_; }
@@ -114,40 +103,14 @@ public:
     void setSlice(unsigned t, unsigned z, const Dataset2D<T>* slice);
     void setSlice(unsigned t, unsigned z, const Dataset2D<T>& slice) { setSlice(t, z, &slice); }
 
-    // Frame tables.
-    std::vector<double> getTime() const { return times_; }
-    const std::vector<double>& getFrameLength() const { return lengths_; }
-    // Replace the tables; a vector of another length than T is refused.
-    bool setTime(const std::vector<double>& times);
-    bool setFrameLength(const std::vector<double>& lengths);
-
-    // Model time of frame t: its start, or its middle with midframe_approx.
-    double getModelTime(unsigned t) const {
-        return midframe_approx ? 0.5 * lengths_[t] + times_[t] : times_[t];
-    }
-    // Model times of all frames.
-    std::vector<double> getModelTime() const;
-    bool getMidframeApprox() const { return midframe_approx; }
-    void setMidframeApprox(bool on) { midframe_approx = on; }
-
     // The T values of one voxel, and back (values beyond T are ignored,
     // missing ones leave the frames unchanged).
     std::vector<double> getTAC(unsigned x, unsigned y, unsigned z) const;
     void setTAC(unsigned x, unsigned y, unsigned z, const std::vector<double>& values);
 
 private:
-    unsigned T_ = 0;
-    std::vector<double> times_;
-    std::vector<double> lengths_;
-
-public:
-    // Whether a frame's model time is its middle; set by the user and copied.
-    bool midframe_approx = false;
-
-private:
     unsigned X_ = 0, Y_ = 0, Z_ = 0;  // cached copy of what every volume holds
     Dataset3D<T>* volumes_ = nullptr;  // T volumes, null when T is 0
-    Unit timeUnit_;
 };
 
 template <class T>

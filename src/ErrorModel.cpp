@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "Dataset4D.h"
+#include "Dataset.visit.h"
 #include "VOI.h"
 #include "util/Message.h"
 #include "util/NumUtil.h"
@@ -71,10 +71,7 @@ Dataset4D<double>* ErrorModel::create(const Dataset* data, const VOI* voi) const
         return nullptr;
     }
     Dataset4D<double>* result = nullptr;
-    bool known = dispatchType(data->getType(), [&](auto tag) {
-        using T = typename decltype(tag)::type;
-        result = compute(static_cast<const Dataset4D<T>*>(data), voi);
-    });
+    bool known = visitDataset4D(*data, [&](const auto& series) { result = compute(&series, voi); });
     if (!known) {
         ERROR("data '%s' has unsupported type '%s'", data->getName().c_str(), data->getType().c_str());
         return nullptr;

@@ -85,12 +85,7 @@ const char* const kNotFound = " not found???";
 // Whether a dataset is 4D with its frames compared at their middles.
 bool midframeApprox(const Dataset* data) {
     if (data->getNumDimensions() != 4) return false;
-    bool on = false;
-    dispatchType(data->getType(), [&](auto tag) {
-        using T = typename decltype(tag)::type;
-        on = static_cast<const Dataset4D<T>*>(data)->getMidframeApprox();
-    });
-    return on;
+    return data->series() != nullptr && data->series()->getMidframeApprox();
 }
 
 // A text report as one message.

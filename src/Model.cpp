@@ -122,7 +122,7 @@ Parameter& Model::getInputParameter(const std::string& name) {
     const int i = hasInputParameter(name);
     if (i >= 0) return input_[static_cast<size_t>(i)]->getParameter(name);
     (void)_ErrorHelper(__FILE__, __LINE__);
-    mexPrintf("%s%s'", "Model::sgtInputParameter() unknown input parameter '", name.c_str());
+    messagePrintf("%s%s'", "Model::sgtInputParameter() unknown input parameter '", name.c_str());
     if (input_.empty()) return placeholderParameter();
     return input_[0]->getParameter("");
 }
@@ -131,7 +131,7 @@ const Parameter& Model::getInputParameter(const std::string& name) const {
     const int i = hasInputParameter(name);
     if (i >= 0) return static_cast<const InputFunction*>(input_[static_cast<size_t>(i)])->getParameter(name);
     (void)_ErrorHelper(__FILE__, __LINE__);
-    mexPrintf("%s%s'", "Model::sgtInputParameter() unknown input parameter '", name.c_str());
+    messagePrintf("%s%s'", "Model::sgtInputParameter() unknown input parameter '", name.c_str());
     if (input_.empty()) return placeholderParameter();
     return static_cast<const InputFunction*>(input_[0])->getParameter("");
 }

@@ -9,7 +9,7 @@
 #define UNKNOWN_PARAMETER(text, name)                                 \
     do {                                                              \
         (void)_ErrorHelper(__FILE__, __LINE__);                       \
-        mexPrintf("%s%s'", text, (name).c_str());                    \
+        messagePrintf("%s%s'", text, (name).c_str());                   \
     } while (0)
 
 #endif

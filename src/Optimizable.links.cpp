@@ -133,7 +133,7 @@ void Optimizable::setParameterLink(const std::string& a, const std::string& b, c
     const int ib = hasParameter(b);
     if (ia < 0 || ib < 0) {
         (void)_ErrorHelper(__FILE__, __LINE__);
-        mexPrintf("%s%s%s%s'", "Optimizable::setParameterLink() unknown parameter '", a.c_str(), "' or '", b.c_str());
+        messagePrintf("%s%s%s%s'", "Optimizable::setParameterLink() unknown parameter '", a.c_str(), "' or '", b.c_str());
         return;
     }
     const size_t da = static_cast<size_t>(ia), db = static_cast<size_t>(ib);

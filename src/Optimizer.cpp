@@ -164,11 +164,8 @@ bool isSeries(const Dataset* data) { return data != nullptr && data->getNumDimen
 void Optimizer::refreshTimes() const {
     times_.clear();
     if (!isSeries(data_)) return;
-    dispatchType(data_->getType(), [&](auto tag) {
-        using T = typename decltype(tag)::type;
-        const Dataset4D<T>& series = static_cast<const Dataset4D<T>&>(*data_);
-        for (unsigned t = 0; t < series.getDimensionT(); ++t) times_.push_back(series.getModelTime(t));
-    });
+    const FrameSeries& series = *data_->series();
+    for (unsigned t = 0; t < series.getDimensionT(); ++t) times_.push_back(series.getModelTime(t));
 }
 
 // A model reads its inputs' parameter maps at the voxel in work: a map must
@@ -508,7 +505,7 @@ namespace {
 // The error head and the name, with no closing newline of its own.
 void unknownParameter(const char* file, int line, const std::string& name) {
     (void)_ErrorHelper(file, line);
-    mexPrintf("%s", ("unknown parameter '" + name + "'").c_str());
+    messagePrintf("%s", ("unknown parameter '" + name + "'").c_str());
 }
 
 }  // namespace

@@ -22,12 +22,8 @@ bool given(const std::string& name) { return !name.empty() && name != "none"; }
 
 // The frames' model times of a 4D dataset of any element type.
 std::vector<double> modelTimes(const Dataset* data) {
-    std::vector<double> times;
-    dispatchType(data->getType(), [&](auto tag) {
-        using T = typename decltype(tag)::type;
-        times = static_cast<const Dataset4D<T>*>(data)->getModelTime();
-    });
-    return times;
+    const FrameSeries* series = data->series();
+    return series != nullptr ? series->getModelTime() : std::vector<double>();
 }
 
 }  // namespace

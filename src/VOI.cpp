@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Dataset.visit.h"
 #include "util/Message.h"
 
 VOI::VOI() : Dataset3D<unsigned char>(1, 1, 1, 0) {}
@@ -140,18 +141,13 @@ Dataset4D<double> VOI::compute(Statistic statistic, const Dataset* data) const {
     if (!data) return result;
     if (data->getNumDimensions() == 3) {
         result.resize(1, 1, 1, 1);
-        dispatchType(data->getType(), [&](auto tag) {
-            using T = typename decltype(tag)::type;
-            const auto& volume = static_cast<const Dataset3D<T>&>(*data);
+        visitDataset3D(*data, [&](const auto& volume) {
             checkGrid(volume);
             std::vector<double> scratch;
             result(0, 0, 0, 0) = compute(statistic, volume, scratch);
         });
-    } else if (data->getNumDimensions() == 4) {
-        dispatchType(data->getType(), [&](auto tag) {
-            using T = typename decltype(tag)::type;
-            result = compute(statistic, static_cast<const Dataset4D<T>&>(*data));
-        });
+    } else {
+        visitDataset4D(*data, [&](const auto& series) { result = compute(statistic, series); });
     }
     return result;
 }

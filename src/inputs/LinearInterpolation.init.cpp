@@ -10,13 +10,12 @@ namespace {
 // Model times (frame start, or middle with the midframe approximation) and
 // the midframe flag of a 4D dataset of any element type.
 bool readFrames(const Dataset* data, std::vector<double>& times, bool& midframe) {
-    return dispatchType(data->getType(), [&](auto tag) {
-        using T = typename decltype(tag)::type;
-        const Dataset4D<T>& series = static_cast<const Dataset4D<T>&>(*data);
-        midframe = series.getMidframeApprox();
-        times.resize(series.getDimensionT());
-        for (unsigned i = 0; i < times.size(); ++i) times[i] = series.getModelTime(i);
-    });
+    const FrameSeries* series = data->series();
+    if (series == nullptr) return false;
+    midframe = series->getMidframeApprox();
+    times.resize(series->getDimensionT());
+    for (unsigned i = 0; i < times.size(); ++i) times[i] = series->getModelTime(i);
+    return true;
 }
 
 }  // namespace

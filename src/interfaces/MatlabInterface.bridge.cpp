@@ -15,9 +15,11 @@
 #include "interfaces/MatlabInterface.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
+#include <vector>
 
-#include "Dataset4D.h"
+#include "Dataset.visit.h"
 #include "VOI.h"
 #include "util/Message.h"
 
@@ -25,48 +27,29 @@ namespace {
 
 // ---- Element classes ----
 
+// The array class of an element type, from the element table (Dataset.h),
+// whose class ids must be this host's.
+template <class T>
+mxClassID classOf() {
+    return static_cast<mxClassID>(ElementTraits<T>::classId);
+}
+static_assert(ElementTraits<double>::classId == mxDOUBLE_CLASS && ElementTraits<float>::classId == mxSINGLE_CLASS &&
+                  ElementTraits<int>::classId == mxINT32_CLASS &&
+                  ElementTraits<unsigned short>::classId == mxUINT16_CLASS &&
+                  ElementTraits<short>::classId == mxINT16_CLASS &&
+                  ElementTraits<unsigned char>::classId == mxUINT8_CLASS,
+              "the element table's class ids are those of mex.h");
+
 // Calls f(TypeTag<T>()) for the element type of a numeric class that datasets
 // hold; false for every other class (logical included).
 template <class F>
 bool dispatchClass(mxClassID id, F&& f) {
-    switch (id) {
-    case mxDOUBLE_CLASS:
-        f(TypeTag<double>());
+    return firstElementType([&](auto tag) {
+        if (id != classOf<typename decltype(tag)::type>()) return false;
+        f(tag);
         return true;
-    case mxSINGLE_CLASS:
-        f(TypeTag<float>());
-        return true;
-    case mxUINT8_CLASS:
-        f(TypeTag<unsigned char>());
-        return true;
-    case mxINT16_CLASS:
-        f(TypeTag<short>());
-        return true;
-    case mxUINT16_CLASS:
-        f(TypeTag<unsigned short>());
-        return true;
-    case mxINT32_CLASS:
-        f(TypeTag<int>());
-        return true;
-    default:
-        return false;
-    }
+    });
 }
-
-template <class T>
-mxClassID classOf();
-template <>
-mxClassID classOf<double>() { return mxDOUBLE_CLASS; }
-template <>
-mxClassID classOf<float>() { return mxSINGLE_CLASS; }
-template <>
-mxClassID classOf<int>() { return mxINT32_CLASS; }
-template <>
-mxClassID classOf<unsigned short>() { return mxUINT16_CLASS; }
-template <>
-mxClassID classOf<short>() { return mxINT16_CLASS; }
-template <>
-mxClassID classOf<unsigned char>() { return mxUINT8_CLASS; }
 
 // Element i of a numeric or logical array as a double, by its class.
 double elementAsDouble(const mxArray* a, size_t i) {
@@ -85,6 +68,23 @@ double elementAsDouble(const mxArray* a, size_t i) {
     case mxUINT64_CLASS: return double(static_cast<const unsigned long long*>(data)[i]);
     default: return 0.0;
     }
+}
+
+// Whether a dataset of elementSize bytes per element may be made from the
+// array: its sizes are read in 64 bits, before they are cut to the dataset's
+// unsigned sizes, and checked as any dataset's (the error names the array).
+bool allowedArray(const mxArray* a, size_t elementSize) {
+    const mwSize n = mxGetNumberOfDimensions(a);
+    std::vector<uint64_t> sizes(mxGetDimensions(a), mxGetDimensions(a) + n);
+    return Dataset::allowedSize(sizes.data(), sizes.size(), elementSize, "array");
+}
+
+// The element size of the dataset made from an array of this class (logical
+// arrays become uchar; other classes are refused later).
+size_t datasetElementSize(mxClassID id) {
+    size_t size = 1;
+    dispatchClass(id, [&](auto tag) { size = sizeof(typename decltype(tag)::type); });
+    return size;
 }
 
 // ---- Transposition of one volume ----
@@ -291,6 +291,7 @@ Dataset* MatlabInterface::createDataset(int nrhs, const mxArray** prhs, int inde
 }
 
 Dataset* MatlabInterface::createDataset2D(const mxArray* a) {
+    if (!allowedArray(a, datasetElementSize(mxGetClassID(a)))) return nullptr;
     const unsigned Y = unsigned(mxGetDimensions(a)[0]), X = unsigned(mxGetDimensions(a)[1]);
     Dataset* result = nullptr;
     if (mxGetClassID(a) == mxLOGICAL_CLASS) {
@@ -310,6 +311,7 @@ Dataset* MatlabInterface::createDataset2D(const mxArray* a) {
 }
 
 Dataset* MatlabInterface::createDataset3D(const mxArray* a) {
+    if (!allowedArray(a, datasetElementSize(mxGetClassID(a)))) return nullptr;
     const mwSize* dims = mxGetDimensions(a);
     const unsigned Z = unsigned(dims[0]), Y = unsigned(dims[1]), X = unsigned(dims[2]);
     Dataset* result = nullptr;
@@ -330,6 +332,7 @@ Dataset* MatlabInterface::createDataset3D(const mxArray* a) {
 }
 
 Dataset* MatlabInterface::createDataset4D(const mxArray* a) {
+    if (!allowedArray(a, datasetElementSize(mxGetClassID(a)))) return nullptr;
     const mwSize* dims = mxGetDimensions(a);
     const unsigned Z = unsigned(dims[0]), Y = unsigned(dims[1]), X = unsigned(dims[2]), T_ = unsigned(dims[3]);
     Dataset* result = nullptr;
@@ -356,6 +359,7 @@ Dataset3D<unsigned char>* MatlabInterface::createVOI(const mxArray* a) {
         MESSAGE(1, "KINETRA: voi is not 3D\n");
         return nullptr;
     }
+    if (!allowedArray(a, 1)) return nullptr;
     const mwSize* dims = mxGetDimensions(a);
     const unsigned Z = unsigned(dims[0]), Y = unsigned(dims[1]), X = unsigned(dims[2]);
     VOI* voi = new VOI(X, Y, Z, 0);
@@ -383,7 +387,7 @@ mxArray* createArray(const Dataset* d, unsigned dimensions, std::vector<mwSize> 
     if (!dispatchType(d->getType(), [&](auto tag) {
             using T = typename decltype(tag)::type;
             array = mxCreateNumericArray(sizes.size(), sizes.data(), classOf<T>(), mxREAL);
-            copy(array, const_cast<Data<T>*>(static_cast<const Data<T>*>(d)));
+            copy(array, const_cast<Data<T>*>(datasetAs<Data<T>>(*d)));
         }))
         MESSAGE(1, "KINETRA: unsupported data format '%s'", d->getType().c_str());
     return array;

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "interfaces/MatlabCommand.h"
 #include "interfaces/MatlabHelpTexts.h"
 #include "util/Message.h"
 
@@ -9,11 +10,22 @@ using namespace matlabhelp;
 
 namespace {
 
-typedef Command<MatlabInterface> MatlabCommand;
+typedef ArrayCommand<MatlabInterface> MatlabCommand;
+
+void printOnHostConsole(const char* text) { mexPrintf("%s", text); }
+
+// The workspace's name, once the host's console receives its messages: the
+// banner and anything the workspace's own construction prints go there.
+const char* onHostConsole(const char* name) {
+    MatlabInterface::useHostConsole();
+    return name;
+}
 
 }  // namespace
 
-MatlabInterface::MatlabInterface() : Interface("Matlab") {
+void MatlabInterface::useHostConsole() { setMessageSink(&printOnHostConsole); }
+
+MatlabInterface::MatlabInterface() : Interface(onHostConsole("Matlab")) {
     if (_MessageHelper::verbosity_ != 0) MESSAGE(1, "%s", versionString(0.8).c_str());
 
     // The workspace's help knows no Matlab arrays: replace it.
@@ -75,7 +87,7 @@ void MatlabInterface::processCommand(int nlhs, mxArray** plhs, int nrhs, const m
     plhs[0] = mxCreateLogicalScalar(false);
 
     SubCommand* command = get(word, commands_);
-    if (command != nullptr && command->process(nlhs, plhs, nrhs, prhs)) return;
+    if (command != nullptr && processArrays(*command, nlhs, plhs, nrhs, prhs)) return;
 
     // Rebuild the call's line: strings as they are, anything else as "...".
     std::string line = word;

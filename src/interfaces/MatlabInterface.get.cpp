@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "Dataset2D.h"
-#include "Dataset4D.h"
+#include "Dataset.visit.h"
 #include "ErrorModel.h"
 #include "InputFunction.h"
 #include "Model.h"
@@ -96,9 +96,9 @@ bool checkFrame(const Dataset* d, int t, bool withSlice, int z) {
 Dataset* getVolume(const Dataset* d, int t) {
     if (!checkFrame(d, t, false, 0)) return nullptr;
     Dataset* volume = nullptr;
-    if (!dispatchType(d->getType(), [&](auto tag) {
-            using T = typename decltype(tag)::type;
-            volume = new Dataset3D<T>((*static_cast<const Dataset4D<T>*>(d))(static_cast<unsigned>(t)));
+    if (!visitDataset4D(*d, [&](const auto& series) {
+            using Volume = typename std::decay<decltype(series(0u))>::type;
+            volume = new Volume(series(static_cast<unsigned>(t)));
         }))
         MESSAGE(1, "KINETRA: unsupported data format '%s'\n", d->getType().c_str());
     return volume;
@@ -108,9 +108,8 @@ Dataset* getVolume(const Dataset* d, int t) {
 Dataset* getSlice(const Dataset* d, int t, int z) {
     if (!checkFrame(d, t, true, z)) return nullptr;
     Dataset* slice = nullptr;
-    if (!dispatchType(d->getType(), [&](auto tag) {
-            using T = typename decltype(tag)::type;
-            slice = static_cast<const Dataset4D<T>*>(d)->getSlice(static_cast<unsigned>(t), static_cast<unsigned>(z));
+    if (!visitDataset4D(*d, [&](const auto& series) {
+            slice = series.getSlice(static_cast<unsigned>(t), static_cast<unsigned>(z));
         }))
         MESSAGE(1, "KINETRA: unsupported data format '%s'\n", d->getType().c_str());
     return slice;

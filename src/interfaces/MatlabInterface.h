@@ -28,6 +28,10 @@ public:
     void processCommand(int nlhs, mxArray** plhs, int nrhs, const mxArray** prhs);
     using Interface::processCommand;
 
+    // Sends every message of the toolbox to the host's console (mexPrintf).
+    // The entry and every workspace of this kind install it.
+    static void useHostConsole();
+
     // Argument readers of the dispatch.
     static bool isString(const mxArray* a);
     static std::string getString(const mxArray* a);

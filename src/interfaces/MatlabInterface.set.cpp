@@ -48,10 +48,7 @@ namespace {
 
 // The midframe flag lives in Dataset4D<T>; the type name tells which T.
 void setMidframeApprox(Dataset* d, bool on) {
-    dispatchType(d->getType(), [&](auto tag) {
-        using T = typename decltype(tag)::type;
-        static_cast<Dataset4D<T>*>(d)->setMidframeApprox(on);
-    });
+    if (FrameSeries* series = d->series()) series->setMidframeApprox(on);
 }
 
 // ('set','data',name,array[,time[,unit]]): a new dataset from the array.
@@ -268,7 +265,8 @@ bool voi(MatlabInterface& w, int nrhs, const mxArray** prhs) {
     VOI* v = dynamic_cast<VOI*>(mask);
     if (v == nullptr) {
         v = new VOI(mask->getDimensionX(), mask->getDimensionY(), mask->getDimensionZ(), 0);
-        static_cast<Dataset3D<unsigned char>&>(*v) = *mask;
+        Dataset3D<unsigned char>& voxels = *v;  // the VOI's mask part
+        voxels = *mask;
         delete mask;
     }
     v->setName(name);

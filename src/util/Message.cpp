@@ -7,9 +7,26 @@
 #include <fstream>
 #include <iostream>
 
+#include <sys/stat.h>
+
 unsigned int _MessageHelper::verbosity_ = 1;
 std::ostream* _MessageHelper::out_ = &std::cout;
 std::string _MessageHelper::indent_;
+
+namespace {
+
+void printToStdout(const char* text) {
+    std::fputs(text, stdout);
+    std::fflush(stdout);
+}
+
+MessageSink sink_ = &printToStdout;
+
+}  // namespace
+
+void setMessageSink(MessageSink sink) { sink_ = sink != nullptr ? sink : &printToStdout; }
+
+MessageSink getMessageSink() { return sink_; }
 
 namespace {
 
@@ -50,11 +67,19 @@ std::string collapsePercents(const std::string& text) {
 
 }  // namespace
 
+void messagePrintf(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    std::string text = vformat(format, args);
+    va_end(args);
+    sink_(text.c_str());
+}
+
 bool _MessageHelper::logging() { return stateAware(out_) != stateAware(&std::cout); }
 
 void _MessageHelper::operator()(const char* format, ...) {
     if (prefix_ != "WARNING: ") {
-        mexPrintf("%s", indent_.c_str());
+        sink_(indent_.c_str());
         if (logging()) *out_ << indent_;
     }
     va_list args;
@@ -67,7 +92,7 @@ void _MessageHelper::operator()(const char* format, ...) {
     // conversion stays as it stands, so a user's text can never make the
     // console read arguments that are not there.
     text = collapsePercents(text);
-    mexPrintf("%s", text.c_str());
+    sink_(text.c_str());
     if (logging()) *out_ << text << std::flush;
 }
 
@@ -93,7 +118,7 @@ std::string moduleName(const char* file) {
 }
 
 _ErrorHelper::_ErrorHelper(const char* file, int line) {
-    mexPrintf("ERROR %s(%d): ", moduleName(file).c_str(), line);
+    messagePrintf("ERROR %s(%d): ", moduleName(file).c_str(), line);
 }
 
 void _ErrorHelper::operator()(const char* format, ...) {
@@ -101,12 +126,12 @@ void _ErrorHelper::operator()(const char* format, ...) {
     va_start(args, format);
     std::string text = vformat(format, args);
     va_end(args);
-    mexPrintf("%s", text.c_str());
-    mexPrintf(" \n");
+    sink_(text.c_str());
+    sink_(" \n");
 }
 
 void _AssertFailed(const char* file, unsigned int line) {
-    mexPrintf("ASSERT FAILED: %s(%u)\n", moduleName(file).c_str(), line);
+    messagePrintf("ASSERT FAILED: %s(%u)\n", moduleName(file).c_str(), line);
 }
 
 void ResetMessageLogfile() {
@@ -118,6 +143,13 @@ void ResetMessageLogfile() {
 void SetMessageLogfile(const std::string& name) {
     if (name.empty()) {
         ResetMessageLogfile();
+        return;
+    }
+    // Only a regular file (or a new one) is opened: opening a FIFO for writing
+    // would block until a reader comes, and a device is no log.
+    struct stat info;
+    if (::stat(name.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
+        ERROR("cannot open logfile '%s'", name.c_str());
         return;
     }
     auto* stream = new std::ofstream(name.c_str(), std::ios::out | std::ios::trunc);

@@ -1,6 +1,9 @@
 // Messages, warnings, errors and assertion reports.
 //
-// Everything the toolbox shows goes through mexPrintf. Ordinary messages are
+// Everything the toolbox shows goes through one sink, a function that prints a
+// finished text on the console. The module's entry installs the host's
+// console (mexPrintf); without it the text goes to standard output, so the
+// core is usable on its own. Ordinary messages are
 // graded by a verbosity level (1 to 8; 0 silences all but errors and
 // assertions), carry the global indent and are copied to the optional log
 // file. Warnings are never indented. Errors print a head with the module
@@ -11,6 +14,18 @@
 
 #include <ostream>
 #include <string>
+
+// The console: prints a finished text as it is, nothing read as a format.
+typedef void (*MessageSink)(const char* text);
+// Installs the console sink; null restores the default (standard output).
+void setMessageSink(MessageSink sink);
+MessageSink getMessageSink();
+// Formats and prints through the sink; never written to the log file.
+void messagePrintf(const char* format, ...)
+#if defined(__GNUC__)
+    __attribute__((format(printf, 1, 2)))
+#endif
+    ;
 
 class _MessageHelper {
 public:
@@ -77,7 +92,7 @@ void _AssertFailed(const char* file, unsigned int line);
         if (_MessageHelper::verbosity_ == 0) break;                           \
         _MessageHelper _warning_helper;                                       \
         _warning_helper.prefix() = "WARNING: " + _warning_helper.prefix();    \
-        mexPrintf("WARNING: ");                                               \
+        messagePrintf("WARNING: ");                                           \
         if (_MessageHelper::logging())                                        \
             *_MessageHelper::out_ << _warning_helper.prefix();                \
         _warning_helper(__VA_ARGS__);                                         \
@@ -89,7 +104,5 @@ void _AssertFailed(const char* file, unsigned int line);
     do {                                                                      \
         if (!(condition)) _AssertFailed(__FILE__, __LINE__);                  \
     } while (0)
-
-#include "mex.h"
 
 #endif

@@ -1,8 +1,13 @@
 // The message layer: levels, indent, warnings, errors, assertions, log file.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <fstream>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "mexhost.h"
 #include "util/Message.h"
@@ -101,11 +106,39 @@ TEST_F(MessageTest, LogFileTakesMessagesAndWarningsOnly) {
 }
 
 TEST_F(MessageTest, UnopenableLogKeepsTheOldOne) {
+    // A FIFO without a reader would block the open forever; a folder is no file.
+    const std::string fifo = std::string(getenv("HOME")) + "/log.fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     SetMessageLogfile(logPath());
-    mexhost::clearOutput();
-    SetMessageLogfile("/nonexistent-dir/x.log");
-    EXPECT_NE(mexhost::takeOutput().find("): cannot open logfile '/nonexistent-dir/x.log' \n"), std::string::npos);
+    for (const std::string& name : {std::string("/nonexistent-dir/x.log"), fifo, std::string(getenv("HOME"))}) {
+        mexhost::clearOutput();
+        SetMessageLogfile(name);
+        EXPECT_NE(mexhost::takeOutput().find("): cannot open logfile '" + name + "' \n"), std::string::npos);
+    }
     MESSAGE(1, "still logged\n");
     ResetMessageLogfile();
     EXPECT_EQ(slurp(logPath()), "still logged\n");
+    unlink(fifo.c_str());
+}
+
+// Everything printed passes the installed console as finished text, in the
+// pieces the host would see; no sink restores standard output.
+TEST_F(MessageTest, TheConsoleIsASink) {
+    static std::vector<std::string> pieces;
+    pieces.clear();
+    const MessageSink host = getMessageSink();
+    setMessageSink([](const char* text) { pieces.push_back(text); });
+    _MessageHelper::indent(2);
+    MESSAGE(1, "%d%%\n", 5);
+    WARNING("w %s\n", "%d");
+    ERROR("e %d", 1);
+    _MessageHelper::outdent(2);
+    ASSERT_EQ(pieces.size(), 7u);
+    EXPECT_EQ(pieces[0] + "|" + pieces[1], "  |5%\n");
+    EXPECT_EQ(pieces[2] + "|" + pieces[3], "WARNING: |w %d\n");
+    EXPECT_EQ(pieces[4].substr(0, 6) + "|" + pieces[5] + "|" + pieces[6], "ERROR |e 1| \n");
+    setMessageSink(nullptr);
+    EXPECT_NE(getMessageSink(), host);
+    setMessageSink(host);
+    EXPECT_EQ(mexhost::takeOutput(), "");
 }
