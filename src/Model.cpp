@@ -58,12 +58,10 @@ double Model::analyticDer(unsigned index, double t, unsigned x, unsigned y, unsi
     return Optimizable::derByIndex(index, t, x, y, z);
 }
 
-double Model::inputUnitFactor(size_t i) const { return input_[i]->getUnit().getFactor(); }
-
 double Model::furtherInputsInModelUnits(double t, unsigned x, unsigned y, unsigned z) const {
     double sum = 0.0;
     for (size_t i = 1; i < input_.size(); ++i)
-        sum += (*input_[i])(t, x, y, z) * (inputUnitFactor(i) / unit_.getFactor());
+        sum += (*input_[i])(t, x, y, z) * (input_[i]->getUnit().getFactor() / unit_.getFactor());
     return sum;
 }
 

@@ -16,9 +16,9 @@
 #include <string>
 #include <vector>
 
+#include "InputFunction.h"
 #include "Optimizable.h"
 
-class InputFunction;
 template <class T>
 class Dataset4D;
 
@@ -120,7 +120,7 @@ protected:
     // without inputs (createData and friends refuse that case beforehand).
     InputFunction* firstInput() {
         if (input_.empty()) return nullptr;
-        scale_ = inputUnitFactor(0) / unit_.getFactor();
+        scale_ = input_[0]->getUnit().getFactor() / unit_.getFactor();
         return input_[0];
     }
     // Sums over the inputs after the first at (t, x, y, z): each input by its
@@ -136,7 +136,6 @@ protected:
 private:
     ModelOrigin origin_;  // className null: no analytic derivatives
 
-    double inputUnitFactor(size_t i) const;
     bool checkInput() const;
     bool checkComponent(int component) const;
     // One TAC row at time t into frame i of a TAC dataset.
