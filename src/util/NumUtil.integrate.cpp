@@ -20,10 +20,6 @@ const int POLINT_LOCAL = 32;
 // trapzd's state between calls: the current estimate.
 double trapezoidSum = 0.0;
 
-}  // namespace
-
-namespace {
-
 // Stage n of the extended trapezoid rule on the estimate `sum` of stage n - 1.
 template <class F>
 double trapezoidStage(F& f, double a, double b, int n, double& sum) {
