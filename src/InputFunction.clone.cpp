@@ -1,17 +1,23 @@
-// The factory of the input functions: cloning by type name.
+// The input function classes: the one table that the workspace's defaults
+// and the factory of copies read.
 //
-// Each cloneable class has one row in the table below (and its header above
-// it): the type name it writes into type_, and the copy maker. A measured
-// input (LinearInterpolation) is deliberately absent: it cannot be cloned, so
-// createAverage on it fails too.
+// Each class has one row below (and its header above it): its type name as
+// it writes it into type_, the unit and size of the workspace's default
+// object, and the makers. A measured input (LinearInterpolation) has no copy
+// maker: it cannot be cloned, so createAverage on it fails too.
 #include "InputFunction.h"
-
+#include "inputs/LinearInterpolation.h"
 #include "util/Message.h"
 // #include "inputs/FMISO_InputFunction.h"
 // #include "inputs/GenericInputFunction.h"
 // #include "inputs/McN_ReferenceFunction.h"
 
 namespace {
+
+template <class T>
+InputFunction* make(const std::string& name, const Unit& unit) {
+    return new T(name, unit);
+}
 
 // A copy of the concrete class T through its copy constructor; null if the
 // object is not of that class after all (a type_ that does not match).
@@ -21,26 +27,24 @@ InputFunction* cloneAs(const InputFunction& source) {
     return typed != nullptr ? new T(*typed) : nullptr;
 }
 
-struct CloneEntry {
-    const char* type;
-    InputFunction* (*make)(const InputFunction&);
-};
-
-const CloneEntry kCloneTable[] = {
-    // {"GenericInputFunction", &cloneAs<GenericInputFunction>},
-    // {"FMISO_InputFunction", &cloneAs<FMISO_InputFunction>},
-    // {"McN_ReferenceFunction", &cloneAs<McN_ReferenceFunction>},
-    {nullptr, nullptr},  // end of table
-};
-
 }  // namespace
 
+const std::vector<InputFunction::Type>& InputFunction::types() {
+    static const std::vector<Type> table = {
+        // {"GenericInputFunction", "Bq/ml", 8, make<GenericInputFunction>, cloneAs<GenericInputFunction>},
+        // {"FMISO_InputFunction", "Bq/ml", 9, make<FMISO_InputFunction>, cloneAs<FMISO_InputFunction>},
+        // {"McN_ReferenceFunction", "kBq/ml", 6, make<McN_ReferenceFunction>, cloneAs<McN_ReferenceFunction>},
+        {"LinearInterpolation", "kBq/ml", 0, make<LinearInterpolation>, nullptr},
+    };
+    return table;
+}
+
 InputFunction* InputFunction::clone() const {
-    for (const CloneEntry* entry = kCloneTable; entry->type != nullptr; ++entry) {
-        if (type_ == entry->type) {
-            if (InputFunction* copy = entry->make(*this)) return copy;
-            break;
-        }
+    for (const Type& entry : types()) {
+        if (type_ != entry.type) continue;
+        if (entry.copy != nullptr)
+            if (InputFunction* copy = entry.copy(*this)) return copy;
+        break;
     }
     ERROR("unknown input function type '%s'", type_.c_str());
     return nullptr;

@@ -8,28 +8,6 @@
 #include "util/Message.h"
 #include "util/NumUtil.h"
 
-// State of the numerical convolution under way. It lives at file level
-// because qromb integrates a plain function of one double: the input being
-// integrated, the rate constant lambda, the end time t and the voxel. One
-// numerical convolution at a time; they cannot nest or run concurrently.
-namespace {
-InputFunction* inputFct = nullptr;
-double parameterLambda = 0.0;
-double parameterTime = 0.0;
-unsigned voxelX = 0;
-unsigned voxelY = 0;
-unsigned voxelZ = 0;
-
-void startConvolution(InputFunction* input, double k, double t, unsigned x, unsigned y, unsigned z) {
-    inputFct = input;
-    parameterLambda = k;
-    parameterTime = t;
-    voxelX = x;
-    voxelY = y;
-    voxelZ = z;
-}
-}  // namespace
-
 InputFunction::InputFunction(const std::string& name, const Unit& unit)
     : Optimizable("InputFunction"),
       numconv_(false),
@@ -39,6 +17,7 @@ InputFunction::InputFunction(const std::string& name, const Unit& unit)
       cacheLimit_(1000) {
     name_ = name;
     unit_ = unit;
+    changed_ = true;  // nothing loaded yet: the first refresh loads at any voxel
 }
 
 InputFunction::InputFunction(const InputFunction& other)
@@ -50,41 +29,31 @@ InputFunction::InputFunction(const InputFunction& other)
       convExpCache_(other.convExpCache_),
       convTimeExpCache_(other.convTimeExpCache_),
       cacheCount_(other.cacheCount_),
-      cacheLimit_(other.cacheLimit_) {}
-
-InputFunction::~InputFunction() {
-    cacheClear();
-    if (inputFct == this) inputFct = nullptr;
+      cacheLimit_(other.cacheLimit_) {
+    // The copy's voxel key is (0, 0, 0), the caches are of the source's last
+    // voxel: the copy's first refresh clears them rather than answer from them.
+    changed_ = true;
 }
+
+InputFunction::~InputFunction() { cacheClear(); }
 
 void InputFunction::init(const std::vector<double>&) {}
 
-// exp(-lambda s) C(t - s): the integrand of convExp in the variable s, the
-// time back from t.
-double InputFunction::integrateConvExp(double s) {
-    if (inputFct == nullptr) return 0.0;
-    return std::exp(-parameterLambda * s) * (*inputFct)(parameterTime - s, voxelX, voxelY, voxelZ);
-}
-
-// exp(-lambda s) (t - s) C(t - s): the integrand of convTimeExp.
-double InputFunction::integrateConvTimeExp(double s) {
-    if (inputFct == nullptr) return 0.0;
-    const double u = parameterTime - s;
-    return std::exp(-parameterLambda * s) * u * (*inputFct)(u, voxelX, voxelY, voxelZ);
-}
-
+// convExp(k, t) = int_0^t exp(-k s) C(t - s) ds, s the time back from t.
 double InputFunction::convExp(double k, double t, unsigned x, unsigned y, unsigned z) {
-    startConvolution(this, k, t, x, y, z);
-    const double result = qromb(integrateConvExp, 0.0, t);
-    inputFct = nullptr;
+    const double result = qromb([&](double s) { return std::exp(-k * s) * (*this)(t - s, x, y, z); }, 0.0, t);
     MESSAGE(5, "numerical convolution: convExp(k=%lg,t=%lg) = %lg\n", k, t, result);
     return result;
 }
 
+// convTimeExp(k, t) = int_0^t exp(-k s) (t - s) C(t - s) ds.
 double InputFunction::convTimeExp(double k, double t, unsigned x, unsigned y, unsigned z) {
-    startConvolution(this, k, t, x, y, z);
-    const double result = qromb(integrateConvTimeExp, 0.0, t);
-    inputFct = nullptr;
+    const double result = qromb(
+        [&](double s) {
+            const double u = t - s;
+            return std::exp(-k * s) * u * (*this)(u, x, y, z);
+        },
+        0.0, t);
     MESSAGE(5, "numerical convolution: convTimeExp(k=%lg,t=%lg) = %lg\n", k, t, result);
     return result;
 }

@@ -148,14 +148,51 @@ public:
     void cacheClear();
     void checkCacheSize();
 
-    // Integrands of the numerical convolutions, for qromb: the function under
-    // way, its voxel, lambda and t are file-level state (see InputFunction.cpp).
-    static double integrateConvExp(double s);
-    static double integrateConvTimeExp(double s);
+    // The input function classes, one row each, in the workspace's order.
+    struct Type {
+        const char* type;     // the class's type_
+        const char* unit;     // the unit of the workspace's default object
+        unsigned size;        // parameters of the default object (resize); 0: none
+        InputFunction* (*make)(const std::string& name, const Unit& unit);
+        InputFunction* (*copy)(const InputFunction&);  // null: cannot be cloned
+    };
+    static const std::vector<Type>& types();
 
 protected:
     // For the concrete classes: their own type name replaces "InputFunction".
     void setType(const std::string& type) { type_ = type; }
+
+    // The one step by which the caches follow the parameters and the voxel,
+    // which their keys do not record: if a parameter was written (changed_)
+    // or (x, y, z) is not the voxel of the last call, the caches are cleared,
+    // the voxel is stored, changed_ is cleared and the answer is true, so that
+    // the concrete class reloads its own coefficients.
+    bool refresh(unsigned x, unsigned y, unsigned z) {
+        if (!takeVoxel(x, y, z)) return false;
+        cacheClear();
+        return true;
+    }
+    // The key part of refresh alone, for a class without base caches: true if
+    // parameters or voxel changed; the voxel is stored, changed_ cleared.
+    bool takeVoxel(unsigned x, unsigned y, unsigned z) {
+        if (!changed_ && x == x_ && y == y_ && z == z_) return false;
+        x_ = x;
+        y_ = y;
+        z_ = z;
+        changed_ = false;
+        return true;
+    }
+    // Look-up, else compute() and insert (counted like the insert functions):
+    // the value cache is keyed (0.0, t), the convolution caches (k, t).
+    template <class F>
+    double cached(ExactKeyCache& cache, double k, double t, F compute) {
+        double value;
+        if (cache.find(k, t, &value)) return value;
+        value = compute();
+        cache.insert(k, t, value);
+        ++cacheCount_;
+        return value;
+    }
 
     bool numconv_;
     double result_;

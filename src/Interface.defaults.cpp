@@ -9,10 +9,6 @@
 #include "Protocol.h"
 #include "Tracer.h"
 #include "Unit.h"
-#include "inputs/LinearInterpolation.h"
-#include "models/Cardiac_HutchinsI_Model.h"
-#include "models/Generic_1TC_Model.h"
-#include "models/Water_1TC_Model.h"
 #include "optimizers/LevenbergMarquardt.h"
 #include "util/NumUtil.h"
 
@@ -34,13 +30,15 @@ const char* const kDefaultErrorModels[] = {"Uniform", "Simple",        "SimpleRa
 void Interface::init() {
     for (const char* name : kDefaultUnits) addUnit(new Unit(name));
     for (const char* name : kDefaultTracers) addTracer(new Tracer(name));
-    // Input functions, each with its unit; the parametric ones arrive with their classes.
-    addInput(new LinearInterpolation("LinearInterpolation", *getUnit("kBq/ml")));
+    // Input functions, each named by its class, with its unit and size.
+    for (const InputFunction::Type& type : InputFunction::types()) {
+        InputFunction* input = type.make(type.type, *getUnit(type.unit));
+        if (type.size > 0) input->resize(type.size);
+        addInput(input);
+    }
 
-    // Models, each carrying its own name.
-    addModel(new Generic_1TC_Model());
-    addModel(new Cardiac_HutchinsI_Model());
-    addModel(new Water_1TC_Model());
+    // Models, each carrying its own name, in the order of the model table.
+    for (Model* model : Model::createDefaults()) addModel(model);
 
     addProtocol(new Protocol("Generic"));
     for (const char* name : kDefaultErrorModels) addErrorModel(new ErrorModel(name));

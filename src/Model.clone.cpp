@@ -1,8 +1,8 @@
-// The factory of the models: a copy of the concrete class named by name_.
+// The model classes: the one table that the workspace's defaults and the
+// factory of copies read.
 //
 // A model's name_ is its type name, the same text for all objects of a
-// class. The table below is the only place that maps names to classes; a new
-// model is one include and one row.
+// class. A new model is one include and one row.
 #include "Model.h"
 #include "models/Cardiac_HutchinsI_Model.h"
 #include "models/Generic_1TC_Model.h"
@@ -10,6 +10,11 @@
 #include "util/Message.h"
 
 namespace {
+
+template <class M>
+Model* make() {
+    return new M();
+}
 
 // The copy, if the object really is of that class (a model renamed to another
 // type's name is not copied into the wrong class).
@@ -20,32 +25,45 @@ Model* copyAs(const Model& model) {
 }
 
 struct ModelType {
-    const char* name;
+    const char* cloneName;  // the name_ that clone() copies as this class
+    Model* (*make)();
     Model* (*copy)(const Model&);
 };
 
-// Compared in this order. "Water_1TC_Model" is deliberately not the name that
-// a Water_1TC_Model carries ("Water_1TC"): such a model cannot be cloned, and
-// so neither averaged.
+template <class M>
+constexpr ModelType row(const char* cloneName) {
+    return ModelType{cloneName, make<M>, copyAs<M>};
+}
+
+// In the workspace's order. "Water_1TC_Model" is deliberately not the name
+// that a Water_1TC_Model carries ("Water_1TC"): such a model cannot be
+// cloned, and so neither averaged.
 const ModelType kModelTypes[] = {
-    {"Generic_1TC", copyAs<Generic_1TC_Model>},
-    // {"Generic_2TC", copyAs<Generic_2TC_Model>},
-    // {"Cardiac_2TC", copyAs<Cardiac_2TC_Model>},
-    {"Cardiac_HutchinsI", copyAs<Cardiac_HutchinsI_Model>},
-    // {"Cardiac_HutchinsII", copyAs<Cardiac_HutchinsII_Model>},
-    // {"Casciari", copyAs<Casciari_Model>},
-    // {"FMISO_3TC", copyAs<FMISO_3TC_Model>},
-    // {"FMISO_2TC", copyAs<FMISO_2TC_Model>},
-    // {"Neuro_SLAM", copyAs<Neuro_SLAM_Model>},
-    // {"Neuro_Lammertsma", copyAs<Neuro_Lammertsma_Model>},
-    {"Water_1TC_Model", copyAs<Water_1TC_Model>},
+    row<Generic_1TC_Model>("Generic_1TC"),
+    // row<Generic_2TC_Model>("Generic_2TC"),
+    // row<Cardiac_2TC_Model>("Cardiac_2TC"),
+    row<Cardiac_HutchinsI_Model>("Cardiac_HutchinsI"),
+    // row<Cardiac_HutchinsII_Model>("Cardiac_HutchinsII"),
+    // row<FMISO_2TC_Model>("FMISO_2TC"),
+    // row<FMISO_3TC_Model>("FMISO_3TC"),
+    // row<Casciari_Model>("Casciari"),
+    // row<Neuro_SLAM_Model>("Neuro_SLAM"),
+    // row<Neuro_Lammertsma_Model>("Neuro_Lammertsma"),
+    row<Water_1TC_Model>("Water_1TC_Model"),
 };
 
 }  // namespace
 
+std::vector<Model*> Model::createDefaults() {
+    std::vector<Model*> models;
+    for (const ModelType& type : kModelTypes) models.push_back(type.make());
+    return models;
+}
+
+// The names are distinct, so the table's order is also the order of comparison.
 Model* Model::clone() const {
     for (const ModelType& type : kModelTypes) {
-        if (name_ != type.name) continue;
+        if (name_ != type.cloneName) continue;
         if (Model* copy = type.copy(*this)) return copy;
         break;
     }

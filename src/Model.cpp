@@ -10,18 +10,66 @@
 #include "VOI.h"
 #include "util/Message.h"
 
+namespace {
+const double kNoTime = std::numeric_limits<double>::quiet_NaN();
+}
+
 Model::Model(const std::string& name, unsigned components, const Unit& unit)
+    : Model(name, components, unit, ModelOrigin{nullptr, nullptr, 0}) {}
+
+Model::Model(const std::string& name, unsigned components, const Unit& unit, const ModelOrigin& origin)
     : Optimizable("Model"),
       // No evaluation yet: a key that equals no time forces the first one.
-      t_(std::numeric_limits<double>::quiet_NaN()),
+      t_(kNoTime),
       scale_(1.0),
-      components_(components) {
+      components_(components),
+      origin_(origin) {
     name_ = name;
     unit_ = unit;
+    changed_ = true;  // nothing read into a cache yet
 }
 
 Model::Model(const Model& other)
-    : Optimizable(other), t_(other.t_), input_(other.input_), scale_(other.scale_), components_(other.components_) {}
+    : Optimizable(other),
+      t_(kNoTime),
+      input_(other.input_),
+      scale_(other.scale_),
+      components_(other.components_),
+      origin_(other.origin_) {
+    changed_ = true;
+}
+
+double Model::der(const std::string& name, double t, unsigned x, unsigned y, unsigned z) {
+    if (numder_ || origin_.className == nullptr) return Optimizable::der(name, t, x, y, z);
+    const auto it = index_.find(name);
+    if (it == index_.end()) {
+        _ErrorHelper(origin_.file, origin_.line)("%s::der() unknown parameter '%s'", origin_.className, name.c_str());
+        return 0.0;
+    }
+    return analyticDer(it->second, t, x, y, z);
+}
+
+double Model::derByIndex(unsigned index, double t, unsigned x, unsigned y, unsigned z) {
+    if (numder_ || origin_.className == nullptr) return Optimizable::derByIndex(index, t, x, y, z);
+    return analyticDer(index, t, x, y, z);
+}
+
+double Model::analyticDer(unsigned index, double t, unsigned x, unsigned y, unsigned z) {
+    return Optimizable::derByIndex(index, t, x, y, z);
+}
+
+double Model::furtherInputsInModelUnits(double t, unsigned x, unsigned y, unsigned z) const {
+    double sum = 0.0;
+    for (size_t i = 1; i < input_.size(); ++i)
+        sum += (*input_[i])(t, x, y, z) * (input_[i]->getUnit().getFactor() / unit_.getFactor());
+    return sum;
+}
+
+double Model::furtherInputs(double t, unsigned x, unsigned y, unsigned z, double factor) const {
+    double sum = 0.0;
+    for (size_t i = 1; i < input_.size(); ++i) sum += (*input_[i])(t, x, y, z) * factor;
+    return sum;
+}
 
 // The inputs belong to the workspace: only the list goes.
 Model::~Model() {}
@@ -31,7 +79,7 @@ void Model::addInput(InputFunction* input) {
     changed_ = true;
     // A model that compares values (rather than reading changed_) must not
     // answer from convolutions of another input: drop the time key.
-    t_ = std::numeric_limits<double>::quiet_NaN();
+    t_ = kNoTime;
 }
 
 void Model::removeInput(InputFunction* input) {
@@ -39,7 +87,7 @@ void Model::removeInput(InputFunction* input) {
     input_.erase(std::remove(input_.begin(), input_.end(), input), input_.end());
     if (input_.size() != before) {
         changed_ = true;
-        t_ = std::numeric_limits<double>::quiet_NaN();
+        t_ = kNoTime;
     }
 }
 
@@ -50,14 +98,14 @@ void Model::removeInput(const std::string& name) {
                  input_.end());
     if (input_.size() != before) {
         changed_ = true;
-        t_ = std::numeric_limits<double>::quiet_NaN();
+        t_ = kNoTime;
     }
 }
 
 void Model::clearInputs() {
     input_.clear();
     changed_ = true;
-    t_ = std::numeric_limits<double>::quiet_NaN();
+    t_ = kNoTime;
 }
 
 std::vector<std::string> Model::getInputNames() const {

@@ -16,22 +16,41 @@
 #include <string>
 #include <vector>
 
+#include "InputFunction.h"
 #include "Optimizable.h"
 
-class InputFunction;
 template <class T>
 class Dataset4D;
 
+// Where a concrete model with analytic derivatives reports from: its class
+// name heads the text of der's unknown-parameter failure, and its source file
+// and line make the error head, so that the failure names the model's module.
+struct ModelOrigin {
+    const char* className;
+    const char* file;
+    int line;
+};
+#define MODEL_ORIGIN(className) (ModelOrigin{#className, __FILE__, __LINE__})
+
 class Model : public Optimizable {
 public:
+    // A model whose derivatives are all numerical (Optimizable::der).
     Model(const std::string& name, unsigned components, const Unit& unit);
+    // A model with analytic derivatives (analyticDer), from the class `origin`.
+    Model(const std::string& name, unsigned components, const Unit& unit, const ModelOrigin& origin);
     // Copies the Optimizable part, the input pointers (shared, not owned),
-    // scale_, components_ and t_.
+    // scale_, components_ and t_. A copy's voxel key is (0, 0, 0) while the
+    // cache fields of the concrete class are the source's: the copy drops its
+    // time key and sets changed_, so that either kind of cache starts anew.
     Model(const Model& other);
     ~Model() override;
 
     // The model's total tissue value.
     double operator()(double t, unsigned x, unsigned y, unsigned z) override = 0;
+    // Analytic unless numder_ is set or the class has no analytic forms; an
+    // unknown name reports "<class>::der() unknown parameter '<name>'" and gives 0.0.
+    double der(const std::string& name, double t, unsigned x, unsigned y, unsigned z) override;
+    double derByIndex(unsigned index, double t, unsigned x, unsigned y, unsigned z) override;
     // A clone whose parameters are the region means over `voi` (1x1x1 maps);
     // null if the model cannot be cloned.
     Model* createAverage(const VOI* voi) override;
@@ -83,18 +102,40 @@ public:
 
     // The factory of the models: a copy of the concrete class chosen by name_.
     Model* clone() const;
+    // One default-constructed object of every model class, in the
+    // workspace's order; owned by the caller.
+    static std::vector<Model*> createDefaults();
 
     // Copies value, initial value and error volumes of every parameter that
     // `other` has too; returns how many were copied.
     int copyFrom(Model* other);
 
 protected:
+    // The derivative by the parameter at `index`, in the user's units (the
+    // normal-unit formula times the parameter's unit factor). Called only for
+    // a class constructed with an origin.
+    virtual double analyticDer(unsigned index, double t, unsigned x, unsigned y, unsigned z);
+
+    // The first input, with scale_ set to its unit factor / the model's; null
+    // without inputs (createData and friends refuse that case beforehand).
+    InputFunction* firstInput() {
+        if (input_.empty()) return nullptr;
+        scale_ = input_[0]->getUnit().getFactor() / unit_.getFactor();
+        return input_[0];
+    }
+    // Sums over the inputs after the first at (t, x, y, z): each input by its
+    // own unit factor / the model's, or each by the one `factor` (scale_).
+    double furtherInputsInModelUnits(double t, unsigned x, unsigned y, unsigned z) const;
+    double furtherInputs(double t, unsigned x, unsigned y, unsigned z, double factor) const;
+
     double t_;
     std::vector<InputFunction*> input_;
     double scale_;
     unsigned components_;
 
 private:
+    ModelOrigin origin_;  // className null: no analytic derivatives
+
     bool checkInput() const;
     bool checkComponent(int component) const;
     // One TAC row at time t into frame i of a TAC dataset.

@@ -56,10 +56,6 @@ void LinearInterpolation::load(unsigned x, unsigned y, unsigned z) {
     const std::size_t n = time_.size();
     value_.resize(n);
     for (std::size_t i = 0; i < n; ++i) value_[i] = i < parameter_.size() ? parameter_[i].valueAt(x, y, z) : 0.0;
-    x_ = x;
-    y_ = y;
-    z_ = z;
-    changed_ = false;
     prefixConvExp_.count = prefixConvTimeExp_.count = 0;  // new samples
 }
 

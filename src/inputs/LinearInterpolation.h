@@ -37,11 +37,12 @@ public:
     // The frames of the 4D dataset become the samples (VOI ignored).
     void initParameters(const Dataset* data, const VOI* voi) override;
 
-    // Loads the sample values of voxel (x, y, z) unless they are loaded already.
+    // Loads the sample values of voxel (x, y, z) unless they are loaded
+    // already. The base caches are not used here, so only the voxel step of
+    // refresh applies.
     void precompute(unsigned x, unsigned y, unsigned z) {
         if (parameter_.empty() || parameter_.size() != time_.size()) assertSizes();
-        if (!changed_ && x == x_ && y == y_ && z == z_) return;
-        load(x, y, z);
+        if (takeVoxel(x, y, z)) load(x, y, z);
     }
 
     // int_a^b (y0 + m (s - x0)) exp(k s) ds

@@ -8,7 +8,7 @@
 #ifndef KINETRA_MODELS_GENERIC_1TC_MODEL_H
 #define KINETRA_MODELS_GENERIC_1TC_MODEL_H
 
-#include <string>
+#include <limits>
 #include <vector>
 
 #include "Model.h"
@@ -17,12 +17,9 @@ class Generic_1TC_Model : public Model {
 public:
     Generic_1TC_Model();
     Generic_1TC_Model(const Unit& unit, double k1, double k2, double alpha, double beta);
-    Generic_1TC_Model(const Generic_1TC_Model& other);
 
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
-    double der(const std::string& name, double t, unsigned x, unsigned y, unsigned z) override;
-    double derByIndex(unsigned index, double t, unsigned x, unsigned y, unsigned z) override;
 
     // Parameter indices, in the order of addition.
     enum { K1 = 0, K2 = 1, ALPHA = 2, BETA = 3 };
@@ -31,17 +28,17 @@ private:
     // Value comparison: new parameters or a new (t, x, y, z) recompute the
     // input value and both convolutions; otherwise the cache stands.
     void precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime);
-    double analyticDer(unsigned index, double t, unsigned x, unsigned y, unsigned z);
-    double furtherInputs(double t, unsigned x, unsigned y, unsigned z) const;
+    double analyticDer(unsigned index, double t, unsigned x, unsigned y, unsigned z) override;
 
-    // Cache, in normal units.
-    double k1_;
-    double k2_;
-    double alpha_;
-    double beta_;
-    double ca_;     // C(t) * scale_
-    double conv_;   // convExp(k2, t) * scale_
-    double convT_;  // convTimeExp(k2, t) * scale_
+    // Cache, in normal units. The parameters start as NaN, which equals
+    // nothing, so the first evaluation always reads parameters and input.
+    struct Cache {
+        double p[4] = {kNaN, kNaN, kNaN, kNaN};  // by parameter index
+        double ca = 0.0;                         // C(t) * scale_
+        double conv = 0.0;                       // convExp(k2, t) * scale_
+        double convT = 0.0;                      // convTimeExp(k2, t) * scale_
+        static constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+    } cache_;
 };
 
 #endif

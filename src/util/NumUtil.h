@@ -13,8 +13,9 @@
 // dvector(nl, nh) may also be read at v[nl - 1], the first element of its
 // block.
 //
-// The random generators, factrl's table and trapzd's refinement keep
-// process-wide state: none of them may be used from two threads.
+// The random generators, factrl's table, trapzd's refinement and qromb of a
+// plain function keep process-wide state: none of them may be used from two
+// threads.
 #ifndef KINETRA_UTIL_NUMUTIL_H
 #define KINETRA_UTIL_NUMUTIL_H
 
@@ -69,11 +70,32 @@ double GeneralGamma(double a, double b, double c);
 // ---------------------------------------------------------------------------
 // Integration and interpolation
 
+// A reference to any callable double(double) that outlives the call it is
+// passed to: what the integrators take besides plain functions. Calling
+// through it is one indirect call, as through a function pointer.
+class RealFunction {
+public:
+    template <class F>
+    RealFunction(F& f) : object_(&f), call_([](void* o, double x) { return (*static_cast<F*>(o))(x); }) {}
+    double operator()(double x) const { return call_(object_, x); }
+
+private:
+    void* object_;
+    double (*call_)(void*, double);
+};
+
 // n-th refinement of the extended trapezoid rule on [a, b]; call with
 // n = 1, 2, 3, ... in turn.
 double trapzd(double (*f)(double), double a, double b, int n);
 // Romberg integration of f over [a, b] to a relative accuracy of 1e-6.
 double qromb(double (*f)(double), double a, double b);
+// The same for any callable, with the same arithmetic; the refinement's
+// state lives in the call, so these may run side by side.
+double qromb(RealFunction f, double a, double b);
+template <class F>
+double qromb(F&& f, double a, double b) {
+    return qromb(RealFunction(f), a, b);
+}
 // Neville interpolation through (xa[1..n], ya[1..n]) at x; *dy estimates the error.
 void polint(double* xa, double* ya, int n, double x, double* y, double* dy);
 

@@ -20,25 +20,26 @@ const int POLINT_LOCAL = 32;
 // trapzd's state between calls: the current estimate.
 double trapezoidSum = 0.0;
 
-}  // namespace
-
-double trapzd(double (*f)(double), double a, double b, int n) {
+// Stage n of the extended trapezoid rule on the estimate `sum` of stage n - 1.
+template <class F>
+double trapezoidStage(F& f, double a, double b, int n, double& sum) {
     if (n <= 1) {
-        trapezoidSum = 0.5 * (b - a) * (f(a) + f(b));
-        return trapezoidSum;
+        sum = 0.5 * (b - a) * (f(a) + f(b));
+        return sum;
     }
     // Stage n adds the 2^(n-2) midpoints of the previous stage's intervals.
     long points = 1;
     for (int j = 1; j < n - 1; ++j) points <<= 1;
     double del = (b - a) / points;
     double x = a + 0.5 * del;
-    double sum = 0.0;
-    for (long j = 1; j <= points; ++j, x += del) sum += f(x);
-    trapezoidSum = 0.5 * (trapezoidSum + (b - a) * sum / points);
-    return trapezoidSum;
+    double total = 0.0;
+    for (long j = 1; j <= points; ++j, x += del) total += f(x);
+    sum = 0.5 * (sum + (b - a) * total / points);
+    return sum;
 }
 
-double qromb(double (*f)(double), double a, double b) {
+template <class F>
+double romberg(F& f, double a, double b, double& sum) {
     if (a == b) return 0.0;
     // The trapezoid error is a series in h^2, so the estimates s_j are
     // extrapolated to h = 0 as a polynomial in h^2; each stage quarters h^2.
@@ -47,7 +48,7 @@ double qromb(double (*f)(double), double a, double b) {
     double ss = 0.0, dss = 0.0;
     h[1] = 1.0;
     for (int j = 1; j <= JMAX; ++j) {
-        s[j] = trapzd(f, a, b, j);
+        s[j] = trapezoidStage(f, a, b, j, sum);
         if (j >= K) {
             polint(&h[j - K], &s[j - K], K, 0.0, &ss, &dss);
             if (std::fabs(dss) <= QROMB_EPS * std::fabs(ss)) return ss;
@@ -56,6 +57,17 @@ double qromb(double (*f)(double), double a, double b) {
     }
     ERROR("qromb(): too many steps");
     return ss;
+}
+
+}  // namespace
+
+double trapzd(double (*f)(double), double a, double b, int n) { return trapezoidStage(f, a, b, n, trapezoidSum); }
+
+double qromb(double (*f)(double), double a, double b) { return romberg(f, a, b, trapezoidSum); }
+
+double qromb(RealFunction f, double a, double b) {
+    double sum = 0.0;
+    return romberg(f, a, b, sum);
 }
 
 void polint(double* xa, double* ya, int n, double x, double* y, double* dy) {

@@ -3,6 +3,8 @@
 #ifndef KINETRA_TESTS_MODEL_SUPPORT_H
 #define KINETRA_TESTS_MODEL_SUPPORT_H
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <memory>
@@ -129,6 +131,25 @@ inline double referenceConv(const Polyline& c, double k, double t, bool timed = 
             }
     }
     return sum;
+}
+
+// The measured blood curve of 30 frames as an input, with its polyline and
+// the independent tissue curve k1 * conv(k2).
+struct Blood {
+    std::vector<double> times = frameTimes(30), values;
+    Polyline line;
+    std::unique_ptr<LinearInterpolation> input;
+    Blood() {
+        for (double t : times) values.push_back(blood(t));
+        line = Polyline{times, values};
+        input = measuredInput(times, values);
+    }
+    // k1/min * conv with k2/min; the curve's time is in seconds.
+    double c1(double k1, double k2, double t) const { return k1 / 60 * referenceConv(line, k2 / 60, t); }
+};
+
+inline void expectRelative(double actual, double expected, double tolerance, const std::string& what) {
+    EXPECT_NEAR(actual, expected, tolerance * std::max(std::fabs(expected), 1e-300)) << what;
 }
 
 }  // namespace model_test

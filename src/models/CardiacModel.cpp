@@ -1,0 +1,37 @@
+#include "models/CardiacModel.h"
+
+#include "Dataset3D.h"
+#include "InputFunction.h"
+
+CardiacModel::CardiacModel(const std::string& name, const Unit& unit, const ModelOrigin& origin)
+    : Model(name, 2, unit, origin) {}
+
+void CardiacModel::precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime) {
+    if (changed_ || x != x_ || y != y_ || z != z_) {
+        for (unsigned i = 0; i < 3; ++i) cache_.p[i] = normalValue(i, x, y, z);
+        x_ = x;
+        y_ = y;
+        z_ = z;
+        changed_ = false;
+    }
+    t_ = t;
+    InputFunction* input = firstInput();
+    if (input == nullptr) {
+        cache_.ca = cache_.conv = cache_.convT = 0.0;
+        return;
+    }
+    cache_.ca = (*input)(t, 0, 0, 0) * scale_;
+    const double k2 = efflux();
+    cache_.conv = input->convExp(k2, t, 0, 0, 0) * scale_;
+    if (withTime) cache_.convT = input->convTimeExp(k2, t, 0, 0, 0) * scale_;
+}
+
+double CardiacModel::getMBF(unsigned x, unsigned y, unsigned z) const {
+    return parameter_[K1].valueAt(x, y, z) / cache_.density;
+}
+
+Dataset3D<double>* CardiacModel::getMBF() const {
+    Dataset3D<double>* mbf = new Dataset3D<double>(*parameter_[K1].getValueVolume());
+    *mbf /= cache_.density;
+    return mbf;
+}

@@ -1,0 +1,46 @@
+// The shared part of the two cardiac one-tissue models, Water_1TC_Model and
+// Cardiac_HutchinsI_Model.
+//
+// Both have three parameters, k1 (index 0), a second one that sets the
+// efflux rate (index 1) and the tissue blood volume tbv (index 2), and the
+// same caching: parameters are read anew when changed_ is set or the voxel
+// changes; input value and convolutions are fetched on every call, from the
+// input at voxel (0, 0, 0), whose own caches make that cheap. The myocardial
+// blood flow is k1 over the tissue density 1.042 g/ml.
+#ifndef KINETRA_MODELS_CARDIACMODEL_H
+#define KINETRA_MODELS_CARDIACMODEL_H
+
+#include <string>
+
+#include "Model.h"
+
+class CardiacModel : public Model {
+public:
+    // Myocardial blood flow at a voxel: stored k1 / density, no unit factor.
+    double getMBF(unsigned x, unsigned y, unsigned z) const;
+    // The k1 map divided by the density; owned by the caller.
+    Dataset3D<double>* getMBF() const;
+
+    enum { K1 = 0, TBV = 2 };
+
+protected:
+    CardiacModel(const std::string& name, const Unit& unit, const ModelOrigin& origin);
+
+    // The efflux rate k2 of the tissue compartment, from the cached normal
+    // parameters.
+    virtual double efflux() const = 0;
+    // Flag pattern: the three normal parameters on a change of parameters or
+    // voxel; then always scale_, Ca, conv(k2) and, withTime, convT(k2).
+    void precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime);
+
+    // Cache, in normal units.
+    struct Cache {
+        double p[3] = {0.0, 0.0, 0.0};  // by parameter index
+        double ca = 0.0;                // C(t) * scale_
+        double density = 1.042;         // tissue density of the myocardium, g/ml
+        double conv = 0.0;              // convExp(k2, t) * scale_
+        double convT = 0.0;             // convTimeExp(k2, t) * scale_
+    } cache_;
+};
+
+#endif

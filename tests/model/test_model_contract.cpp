@@ -1,0 +1,223 @@
+// What every model owes: its curve against an independent closed form, its
+// analytic derivatives against central differences, component 0 equal to the
+// value, copies and region averages (or the refusal), the unknown-parameter
+// report from its own module, and its row in the model table. One row per
+// model; a new model adds a row with its oracle.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <type_traits>
+#include <typeinfo>
+
+#include "VOI.h"
+#include "model_support.h"
+#include "models/Cardiac_HutchinsI_Model.h"
+#include "models/Generic_1TC_Model.h"
+#include "models/Water_1TC_Model.h"
+#include "mexhost.h"
+
+using namespace model_test;
+
+namespace {
+
+using Values = std::vector<double>;
+
+struct ModelRow {
+    const char* className;  // heads the unknown-parameter text and names the module
+    const char* name;       // the name the model carries
+    std::function<Model*(const Values&)> make;  // unit kBq/ml, parameters in order
+    // y(t) on the blood curve from the parameters in their default units.
+    std::function<double(const Values&, double, const Blood&)> oracle;
+    std::vector<Values> sets;
+    bool cloneable;
+};
+
+template <class M>
+std::function<Model*(const Values&)> maker() {
+    return [](const Values& p) -> Model* {
+        if constexpr (std::is_constructible<M, Unit, double, double, double, double>::value)
+            return new M(Unit("kBq/ml"), p[0], p[1], p[2], p[3]);
+        else
+            return new M(Unit("kBq/ml"), p[0], p[1], p[2]);
+    };
+}
+
+const std::vector<ModelRow>& rows() {
+    static const std::vector<ModelRow> table = {
+        {"Generic_1TC_Model", "Generic_1TC", maker<Generic_1TC_Model>(),
+         // alpha k1 conv(k2) + beta Ca
+         [](const Values& p, double t, const Blood& b) { return p[2] * b.c1(p[0], p[1], t) + p[3] * b.line(t); },
+         {{0.6, 0.3, 0.9, 0.1}, {1.5, 0.05, 0.5, 0.4}, {0.2, 3.0, 1.2, -0.2}, {0.3, 0.0, 1.0, 0.1}},
+         true},
+        {"Cardiac_HutchinsI_Model", "Cardiac_HutchinsI", maker<Cardiac_HutchinsI_Model>(),
+         // tbv Ca + (1 - tbv) k1 conv(k2)
+         [](const Values& p, double t, const Blood& b) { return p[2] * b.line(t) + (1 - p[2]) * b.c1(p[0], p[1], t); },
+         {{0.9, 0.2, 0.3}, {2.0, 2.4, 0.05}, {0.3, 0.02, 0.7}, {0.6, 0.3, 0.0}, {0.6, 0.3, 1.0}},
+         true},
+        {"Water_1TC_Model", "Water_1TC", maker<Water_1TC_Model>(),
+         // tbv Ca + (1 - tbv) k1 conv(k1 / Vd)
+         [](const Values& p, double t, const Blood& b) {
+             return p[2] * b.line(t) + (1 - p[2]) * b.c1(p[0], p[0] / p[1], t);
+         },
+         {{0.9, 4.5, 0.3}, {2.0, 0.8, 0.05}, {0.3, 15.0, 0.7}},
+         false},
+    };
+    return table;
+}
+
+// Between and on the samples, before the first and past the last.
+const double kTimes[] = {1.0, 2.0, 7.0, 13.5, 40.0, 95.0, 300.0, 1200.0, 1500.0};
+
+// Every parameter at every time: der against a central difference, and the
+// index form equal to the named one.
+void checkDerivatives(Model& m, unsigned x, unsigned y, unsigned z, const std::string& label) {
+    for (const std::string& name : m.getParameterNames())
+        for (double t : kTimes) {
+            const double analytic = m.der(name, t, x, y, z), v = m.getParameter(name).valueAt(x, y, z);
+            const double h = 1e-5 * std::max(std::fabs(v), 1e-2);
+            m.setParameterValue(name, x, y, z, v + h);
+            const double up = m(t, x, y, z);
+            m.setParameterValue(name, x, y, z, v - h);
+            const double down = m(t, x, y, z);
+            m.setParameterValue(name, x, y, z, v);
+            const double scale = std::fabs(analytic) + std::fabs(m(t, x, y, z));
+            EXPECT_NEAR(analytic, (up - down) / (2 * h), 1e-6 * scale + 1e-12) << label << " d/d" << name << " t=" << t;
+            // The input may sum its convolution along another path: equal to rounding.
+            EXPECT_NEAR(m.derByIndex(static_cast<unsigned>(m.hasParameter(name)), t, x, y, z), analytic, 1e-12 * scale)
+                << label << " " << name;
+        }
+}
+
+std::string label(const ModelRow& row, const Values& p) {
+    std::string s = row.name;
+    for (double v : p) s += " " + std::to_string(v);
+    return s;
+}
+
+}  // namespace
+
+TEST(ModelContract, CurvesMatchTheOracleAndComponentZeroIsTheValue) {
+    Blood b;
+    for (const ModelRow& row : rows())
+        for (const Values& p : row.sets) {
+            std::unique_ptr<Model> m(row.make(p));
+            m->addInput(b.input.get());
+            for (double t : kTimes) {
+                const double y = (*m)(t, 0, 0, 0);
+                expectRelative(y, row.oracle(p, t, b), 1e-9, label(row, p) + " t=" + std::to_string(t));
+                const std::vector<double> all = m->computeAll(t, 0, 0, 0);
+                ASSERT_EQ(all.size(), m->getComponents()) << row.name;
+                expectRelative(all[0], y, 1e-14, label(row, p));  // the same terms, grouped otherwise
+            }
+        }
+}
+
+TEST(ModelContract, AnalyticDerivativesMatchFiniteDifferences) {
+    Blood b;
+    for (const ModelRow& row : rows()) {
+        for (const Values& p : row.sets) {
+            std::unique_ptr<Model> m(row.make(p));
+            m->addInput(b.input.get());
+            checkDerivatives(*m, 0, 0, 0, label(row, p));
+        }
+        // At a voxel of a map, which reads that voxel's parameters.
+        std::unique_ptr<Model> map(row.make(row.sets[0]));
+        map->addInput(b.input.get());
+        map->resizeParameters(3, 2, 1);
+        map->setParameterValue("k1", 2, 1, 0, 1.7);
+        checkDerivatives(*map, 2, 1, 0, std::string(row.name) + " at (2,1,0)");
+        EXPECT_NE((*map)(100.0, 2, 1, 0), (*map)(100.0, 0, 0, 0));
+        // Rates in 1/s instead of 1/min: the same model, derivatives by the
+        // chain rule through the unit factor.
+        std::unique_ptr<Model> perSecond(row.make(row.sets[0]));
+        perSecond->addInput(b.input.get());
+        for (const std::string& name : perSecond->getParameterNames())
+            if (perSecond->getParameterUnit(name).getName() == "1/min") {
+                perSecond->setParameterUnit(name, Unit("1/s"));
+                perSecond->setParameterValue(name, perSecond->getParameter(name).valueAt(0, 0, 0) / 60);
+            }
+        expectRelative((*perSecond)(95.0, 0, 0, 0), row.oracle(row.sets[0], 95.0, b), 1e-9, row.name);
+        checkDerivatives(*perSecond, 0, 0, 0, std::string(row.name) + " in 1/s");
+    }
+}
+
+TEST(ModelContract, NumericalSwitchAndUnknownParameterReport) {
+    Blood b;
+    for (const ModelRow& row : rows()) {
+        std::unique_ptr<Model> m(row.make(row.sets[0]));
+        m->addInput(b.input.get());
+        const std::string second = m->getParameterNames()[1];
+        const double analytic = m->der(second, 200.0, 0, 0, 0), stored = m->getParameter(second).valueAt(0, 0, 0);
+        m->setNumDer(true);
+        const double numeric = m->der(second, 200.0, 0, 0, 0);
+        EXPECT_NE(numeric, analytic) << row.name;
+        EXPECT_NEAR(numeric, analytic, 1e-4 * std::fabs(analytic)) << row.name;
+        EXPECT_EQ(m->getParameter(second).valueAt(0, 0, 0), stored) << row.name;
+        mexhost::clearOutput();
+        EXPECT_EQ(m->der("zz", 1.0, 0, 0, 0), 0.0);
+        EXPECT_NE(mexhost::takeOutput().find("Optimizable::der() unknown parameter 'zz'"), std::string::npos);
+        m->setNumDer(false);
+        EXPECT_EQ(m->der("zz", 1.0, 0, 0, 0), 0.0);
+        const std::string out = mexhost::takeOutput();
+        const std::string head = std::string("ERROR models/") + row.className + "(";
+        const std::string text = std::string("): ") + row.className + "::der() unknown parameter 'zz' \n";
+        EXPECT_EQ(out.rfind(head, 0), 0u) << out;
+        EXPECT_NE(out.find(text), std::string::npos) << out;
+    }
+}
+
+TEST(ModelContract, ClonesAndAveragesOrTheRefusal) {
+    RampInput ramp;
+    VOI voi(2, 2, 1, 1);
+    voi(1, 1, 0) = 0;  // three voxels of four
+    for (const ModelRow& row : rows()) {
+        std::unique_ptr<Model> m(row.make(row.sets[0]));
+        m->addInput(&ramp);
+        m->resizeParameters(2, 2, 1);
+        const double k1[] = {0.2, 0.4, 0.6, 5.0};
+        for (unsigned i = 0; i < 4; ++i) m->setParameterValue("k1", i % 2, i / 2, 0, k1[i]);
+        m->setParameterLog("k1", true);
+        const double at1 = (*m)(45.0, 1, 0, 0);
+        (*m)(45.0, 0, 1, 0);  // the source's caches hold another voxel than the copy's key
+        mexhost::clearOutput();
+        std::unique_ptr<Model> copy(m->clone());
+        std::unique_ptr<Model> average(m->createAverage(&voi));
+        if (!row.cloneable) {
+            EXPECT_EQ(copy, nullptr) << row.name;
+            EXPECT_EQ(average, nullptr) << row.name;
+            const std::string text = std::string("): unknown model type '") + row.name + "' \n";
+            EXPECT_NE(mexhost::takeOutput().find(text), std::string::npos) << row.name;
+            continue;
+        }
+        ASSERT_NE(copy, nullptr) << row.name;
+        EXPECT_EQ(typeid(*copy), typeid(*m));
+        EXPECT_EQ(copy->getName(), row.name);
+        EXPECT_EQ(copy->getType(), "Model");
+        EXPECT_EQ(copy->getInput(0u), &ramp);  // shared, not copied
+        EXPECT_FALSE(copy->getParameterLog("k1"));
+        EXPECT_EQ((*copy)(45.0, 0, 0, 0), (*m)(45.0, 0, 0, 0)) << row.name;
+        EXPECT_EQ((*copy)(45.0, 1, 0, 0), at1) << row.name;
+        ASSERT_NE(average, nullptr) << row.name;
+        EXPECT_EQ(average->getParameter("k1").getValueVolume()->getVolumeSize(), 1u);
+        EXPECT_NEAR(average->getParameterValue("k1", 0, 0, 0), 0.4, 1e-15) << row.name;
+        const std::string last = m->getParameterNames().back();
+        EXPECT_DOUBLE_EQ(average->getParameterValue(last, 0, 0, 0), m->getParameter(last).valueAt(0, 0, 0));
+    }
+}
+
+TEST(ModelContract, EveryModelHasItsRowInTheModelTable) {
+    std::vector<Model*> defaults = Model::createDefaults();
+    for (const ModelRow& row : rows()) {
+        std::unique_ptr<Model> m(row.make(row.sets[0]));
+        int found = 0;
+        for (Model* d : defaults)
+            if (d->getName() == row.name) {
+                ++found;
+                EXPECT_EQ(typeid(*d), typeid(*m)) << row.name;
+                EXPECT_EQ(d->getParameterNames(), m->getParameterNames());
+                EXPECT_EQ(d->getUnit().getName(), "kBq/ml");
+            }
+        EXPECT_EQ(found, 1) << row.name;
+    }
+    for (Model* d : defaults) delete d;
+}
