@@ -37,7 +37,7 @@ Dataset3D<T>::Dataset3D(const Dataset3D& other)
 template <class T>
 Dataset3D<T>& Dataset3D<T>::operator=(const Dataset3D& other) {
     if (this == &other) return *this;
-    resize(other.X_, other.Y_, other.Z_);
+    resizeExactly(other.X_, other.Y_, other.Z_);
     std::copy(other.data_, other.data_ + std::min(elements_, other.elements_), data_);
     unit_ = other.unit_;
     spaceUnit_ = other.spaceUnit_;
@@ -207,6 +207,15 @@ unsigned Dataset3D<T>::resize(unsigned x, unsigned y, unsigned z) {
 }
 
 template <class T>
+unsigned Dataset3D<T>::resizeExactly(unsigned x, unsigned y, unsigned z) {
+    resize(x, y, z);
+    X_ = x;
+    Y_ = y;
+    Z_ = z;
+    return elements_;
+}
+
+template <class T>
 void Dataset3D<T>::clear() {
     delete[] data_;
     data_ = new T[1]();
@@ -347,7 +356,7 @@ bool Dataset3D<T>::read(std::istream& in) {
     in.read(reinterpret_cast<char*>(&y), 4);
     in.read(reinterpret_cast<char*>(&z), 4);
     if (!in) return false;
-    resize(x, y, z);
+    resizeExactly(x, y, z);
     in.read(reinterpret_cast<char*>(data_), std::streamsize(size_t(elements_) * sizeof(T)));
     return bool(in);
 }
