@@ -191,6 +191,18 @@ TEST_F(Sequences, ARenamedTemporaryStaysTheUsersAndNothingLeaks) {
     EXPECT_EQ(datasets[2], datasets[0]);
     EXPECT_EQ(arrays[2], arrays[0]);
     EXPECT_DOUBLE_EQ(s.workspace->getData("x")->getValue4D(T - 1, 1, 0, 0), gain(1, 0, 0) * curve[T - 1]);
+
+    // Renamed to a name that is taken by the time of the next array: it is
+    // overwritten like any temporary, and the workspace still finds it to
+    // destroy it.
+    s.call({"set", "data", "_data_", "name", "y"});
+    s.call({"set", "data", "y", tissue(1, 1, 1), frameTable()});
+    const int before = Dataset::count_;
+    Result r = s.call({"process", tissue(2, 1, 1, 5.0), "none", "none", mask(2, 1, 1)});
+    EXPECT_EQ(Dataset::count_, before);
+    EXPECT_EQ(optimizer->getDataset(), s.workspace->getData("_data_"));
+    EXPECT_DOUBLE_EQ(s.workspace->getData("_data_")->getValue4D(T - 1, 1, 0, 0), 5.0 * gain(1, 0, 0) * curve[T - 1]);
+    EXPECT_EQ(s.workspace->getData("y")->getNumElements(), T);
 }
 
 // Curves of a point or region beyond the maps of the last fit are refused
