@@ -37,7 +37,7 @@ Dataset3D<T>::Dataset3D(const Dataset3D& other)
 template <class T>
 Dataset3D<T>& Dataset3D<T>::operator=(const Dataset3D& other) {
     if (this == &other) return *this;
-    resize(other.X_, other.Y_, other.Z_);
+    resizeExactly(other.X_, other.Y_, other.Z_);
     std::copy(other.data_, other.data_ + std::min(elements_, other.elements_), data_);
     unit_ = other.unit_;
     spaceUnit_ = other.spaceUnit_;
@@ -208,6 +208,16 @@ unsigned Dataset3D<T>::resize(unsigned x, unsigned y, unsigned z) {
 }
 
 template <class T>
+unsigned Dataset3D<T>::resizeExactly(unsigned x, unsigned y, unsigned z) {
+    // A refused size keeps the old grid with its own storage.
+    if (resize(x, y, z) != static_cast<unsigned long long>(x) * y * z) return elements_;
+    X_ = x;
+    Y_ = y;
+    Z_ = z;
+    return elements_;
+}
+
+template <class T>
 void Dataset3D<T>::clear() {
     delete[] data_;
     data_ = new T[1]();
@@ -348,7 +358,7 @@ bool Dataset3D<T>::read(std::istream& in) {
     in.read(reinterpret_cast<char*>(&y), 4);
     in.read(reinterpret_cast<char*>(&z), 4);
     if (!in || !allowedSize({x, y, z}, sizeof(T), name_)) return false;
-    resize(x, y, z);
+    resizeExactly(x, y, z);
     in.read(reinterpret_cast<char*>(data_), std::streamsize(size_t(elements_) * sizeof(T)));
     return bool(in);
 }

@@ -17,8 +17,8 @@ class Dataset3D : public Dataset {
 public:
     explicit Dataset3D(unsigned x = 1, unsigned y = 1, unsigned z = 1, T value = T(0));
     Dataset3D(const Dataset3D& other);
-    // Resizes to the source (see resize), copies elements, value unit, space
-    // unit, pixel size and origin. The name stays.
+    // Takes the source's grid (see resizeExactly), copies elements, value
+    // unit, space unit, pixel size and origin. The name stays.
     Dataset3D& operator=(const Dataset3D& other);
     Dataset3D& operator=(const T& value);
     ~Dataset3D() override;
@@ -70,6 +70,11 @@ public:
     // min(old, new) elements keep their flat order, the rest become 0.
     unsigned resize(unsigned x, unsigned y, unsigned z) override;
     unsigned resize(unsigned t, unsigned x, unsigned y, unsigned z) override;
+    // resize that always ends on the grid x by y by z: with an unchanged
+    // element count the flat data stay and only the dimensions are set. For
+    // every caller that then indexes with (x, y, z), which must never meet
+    // storage laid out for another shape.
+    unsigned resizeExactly(unsigned x, unsigned y, unsigned z);
     void info(std::ostream& out) const override;
 
     // Element-wise arithmetic in T's own arithmetic, over this volume's

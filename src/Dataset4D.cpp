@@ -164,7 +164,8 @@ void Dataset4D<T>::setData(unsigned t, const T* data) {
 
 // A new frame count replaces the volumes (their values are lost) and grows or
 // shrinks the frame tables, keeping their leading entries. Then every volume
-// is resized by the 3D rule, and the cache takes x, y, z.
+// is resized (first elements kept in flat order, the rest 0) to exactly
+// x, y, z, and the cache takes them.
 template <class T>
 unsigned Dataset4D<T>::resize(unsigned t, unsigned x, unsigned y, unsigned z) {
     if (!allowedSize({t, x, y, z}, sizeof(T), name_)) return X_ * Y_ * Z_ * T_;  // refused: nothing changes
@@ -176,7 +177,9 @@ unsigned Dataset4D<T>::resize(unsigned t, unsigned x, unsigned y, unsigned z) {
         lengths_.resize(t, 0.0);
         T_ = t;
     }
-    for (unsigned i = 0; i < T_; ++i) volumes_[i].resize(x, y, z);
+    // Exactly: the 3D rule would keep a volume's old shape at an equal count,
+    // while every 4D accessor indexes with the cached X, Y, Z.
+    for (unsigned i = 0; i < T_; ++i) volumes_[i].resizeExactly(x, y, z);
     X_ = x;
     Y_ = y;
     Z_ = z;

@@ -66,7 +66,7 @@ public:
     unsigned resize(unsigned x, unsigned y) override;
     unsigned resize(unsigned x, unsigned y, unsigned z) override;
     // A new frame count replaces all volumes (values are lost) and keeps the
-    // leading frame times and lengths; then every volume is resized.
+    // leading frame times and lengths; then every volume gets exactly x, y, z.
     unsigned resize(unsigned t, unsigned x, unsigned y, unsigned z) override;
     void info(std::ostream& out) const override;
 

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -82,11 +83,17 @@ void Interface::add(const std::string& kind, T* item, List<T>& list) {
     list.insert(std::make_pair(name, item));
 }
 
+// The entry is found by the object, not by its name: an object renamed after
+// it was added stays under its old key, and a lookup by the new name would
+// miss it (and leave it, or a successor, leaked).
 template <class T>
 void Interface::remove(const std::string& kind, T* item, List<T>& list) {
     if (item == nullptr) return;
     typename List<T>::iterator it = list.find(item->getName());
-    if (it == list.end() || it->second != item) {
+    if (it == list.end() || it->second != item)
+        it = std::find_if(list.begin(), list.end(),
+                          [item](const typename List<T>::value_type& entry) { return entry.second == item; });
+    if (it == list.end()) {
         ERROR("%s '%s' not existing", kind.c_str(), item->getName().c_str());
         return;
     }
@@ -124,7 +131,18 @@ void Interface::clear(List<T>& list) {
 void Interface::forgetInOptimizers(const void* item) {
     // An optimizer keeps the dataset, error dataset, VOI and optimizable of its
     // last run for the statistics that get reads later; none may outlive its object.
-    for (auto& entry : optimizer_) entry.second->forget(item);
+    // The records of that run are placed on voxels by its data and VOI and
+    // weighed by its error dataset: without one of them they would land on
+    // other voxels than the parameter maps, so they go with it.
+    for (auto& entry : optimizer_) {
+        Optimizer* o = entry.second;
+        if (item != nullptr && (item == static_cast<const void*>(o->getDataset()) ||
+                                item == static_cast<const void*>(o->getErrorDataset()) ||
+                                item == static_cast<const void*>(o->getVOI())))
+            o->reset();
+        else
+            o->forget(item);
+    }
 }
 
 void Interface::forgetSelection(const void* item) {
@@ -232,8 +250,8 @@ void Interface::removeVOI(const std::string& name) {
 
 void Interface::removeInput(InputFunction* input) {
     if (input == nullptr) return;
-    for (auto& entry : model_)
-        if (entry.second->existInput(input->getName())) entry.second->removeInput(input);
+    // By pointer, as everywhere: a model drops this very object, whatever its name.
+    for (auto& entry : model_) entry.second->removeInput(input);
     forgetInOptimizers(static_cast<Optimizable*>(input));
     remove<InputFunction>("Input function", input, input_);
 }

@@ -36,10 +36,15 @@ Optimizable::~Optimizable() { --count_; }
 
 // ---------------------------------------------------------------- lookups
 
+// Names are unique (addParameter refuses a second one) and parameters are
+// never renamed, so the name index answers what a scan of the list would, in
+// logarithmic rather than linear time: an input function of thousands of
+// samples adds and looks up its parameters without quadratic cost. An entry
+// counts only while it points at a parameter of that name.
 int Optimizable::hasParameter(const std::string& name) const {
-    for (size_t i = 0; i < parameter_.size(); ++i)
-        if (parameter_[i].getName() == name) return static_cast<int>(i);
-    return -1;
+    const auto it = index_.find(name);
+    if (it == index_.end() || it->second >= parameter_.size() || parameter_[it->second].getName() != name) return -1;
+    return static_cast<int>(it->second);
 }
 
 std::vector<std::string> Optimizable::getParameterNames() const {
@@ -76,6 +81,12 @@ const Parameter& Optimizable::getParameter(const std::string& name) const {
         i = 0;
     }
     return parameter_[static_cast<size_t>(i)];
+}
+
+const Parameter* Optimizable::parameterOutside(unsigned x, unsigned y, unsigned z) const {
+    for (const Parameter& p : parameter_)
+        if (!p.covers(x, y, z)) return &p;
+    return nullptr;
 }
 
 unsigned Optimizable::getParameterDimensionX() const {

@@ -65,6 +65,9 @@ public:
     const Parameter& getParameter(const std::string& name) const;
     Parameter& getParameterByIndex(unsigned index) { return parameter_[index]; }
     const Parameter& getParameterByIndex(unsigned index) const { return parameter_[index]; }
+    // The first parameter whose maps cannot be read at voxel (x, y, z)
+    // (Parameter::covers), or null when every one can.
+    const Parameter* parameterOutside(unsigned x, unsigned y, unsigned z) const;
     unsigned getParameterDimensionX() const;
     unsigned getParameterDimensionY() const;
     unsigned getParameterDimensionZ() const;
@@ -126,6 +129,18 @@ public:
 
     static int count_;
 
+    // Assertions that would fail again at every evaluation (a time before 0,
+    // a sample table out of step) are reported once per cause: true the first
+    // time for `cause` (0 to 31) since the last rearmReports, false after.
+    bool firstReport(unsigned cause) const {
+        const unsigned bit = 1u << cause;
+        if (reported_ & bit) return false;
+        reported_ |= bit;
+        return true;
+    }
+    // A new run or a new curve reports again.
+    void rearmReports() { reported_ = 0; }
+
 protected:
     // For subclass constructors: a free, unbound parameter whose value and
     // initial value agree. A name already present is refused.
@@ -154,6 +169,7 @@ protected:
     unsigned x_;
     unsigned y_;
     unsigned z_;
+    mutable unsigned reported_ = 0;  // causes reported since rearmReports, one bit each
 
 private:
     // True if the named parameter is in the given state; an unknown name is reported.

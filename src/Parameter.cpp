@@ -30,23 +30,26 @@ double regionValue(const Dataset3D<double>* volume, unsigned recordedSize, const
     return n ? sum / n : 0.0;
 }
 
-// Copies a 3D dataset of any element type into `target`, resizing the target
-// when the extents differ. x is the outer loop and z the inner one.
+// Copies a 3D dataset of any element type into `target`, which takes the
+// source's grid exactly when the extents differ (also at an equal count, or
+// the loop below would index the target's storage with the source's shape).
+// x is the outer loop and z the inner one.
 void copyVolume(Dataset3D<double>* target, const Dataset* source) {
     if (!target->checkDimensions(source))
-        target->resize(source->getDimensionX(), source->getDimensionY(), source->getDimensionZ());
+        target->resizeExactly(source->getDimensionX(), source->getDimensionY(), source->getDimensionZ());
     const unsigned nx = source->getDimensionX(), ny = source->getDimensionY(), nz = source->getDimensionZ();
     for (unsigned x = 0; x < nx; ++x)
         for (unsigned y = 0; y < ny; ++y)
             for (unsigned z = 0; z < nz; ++z) target->setValue3D(x, y, z, source->getValue3D(x, y, z));
 }
 
-// Resizes one volume; a single value spreads to every voxel. Returns the new
-// voxel count.
+// Resizes one volume to exactly x, y, z (the maps are indexed with that grid
+// afterwards); a single value spreads to every voxel. Returns the new voxel
+// count.
 unsigned resizeVolume(Dataset3D<double>* volume, unsigned x, unsigned y, unsigned z) {
     if (volume == nullptr) return 0;
     const unsigned old = volume->getVolumeSize();
-    volume->resize(x, y, z);
+    volume->resizeExactly(x, y, z);
     if (old == 1) {
         const double single = (*volume)(0);
         volume->setValue(single);
@@ -244,6 +247,14 @@ void Parameter::resize(unsigned x, unsigned y, unsigned z) {
     initSize_ = resizeVolume(initValue_, x, y, z);
     valueSize_ = resizeVolume(value_, x, y, z);
     errorSize_ = resizeVolume(error_, x, y, z);
+}
+
+bool Parameter::covers(unsigned x, unsigned y, unsigned z) const {
+    for (const Dataset3D<double>* volume : {initValue_, value_, error_}) {
+        if (volume == nullptr || volume->getVolumeSize() <= 1) continue;
+        if (x >= volume->getDimensionX() || y >= volume->getDimensionY() || z >= volume->getDimensionZ()) return false;
+    }
+    return true;
 }
 
 std::ostream& operator<<(std::ostream& out, const Parameter& parameter) {

@@ -84,8 +84,8 @@ public:
     void setError(double value);
     void setInitValue(double value);
 
-    // Copy a 3D dataset of any element type in; the target is resized to the
-    // source's extents when they differ. The recorded size stays as it is
+    // Copy a 3D dataset of any element type in; the target takes exactly the
+    // source's grid when the extents differ. The recorded size stays as it is
     // until `resize` records a new one.
     void setValue(const Dataset* data);
     void setError(const Dataset* data);
@@ -96,8 +96,13 @@ public:
     // Convert bounds and volumes to another unit.
     void changeUnit(const Unit& unit);
 
-    // Resize the three volumes; a single value spreads to every voxel.
+    // Resize the three volumes to exactly x, y, z; a single value spreads to
+    // every voxel.
     void resize(unsigned x, unsigned y, unsigned z);
+
+    // Whether all three volumes can be read at (x, y, z): a volume of one
+    // element answers every voxel, a larger one only the voxels of its grid.
+    bool covers(unsigned x, unsigned y, unsigned z) const;
 
     unsigned getValueSize() const { return valueSize_; }
     unsigned getInitSize() const { return initSize_; }

@@ -106,6 +106,9 @@ void Protocol::reset() {
 // ---------------------------------------------------------------------------
 // The fit
 
+// Everything is checked before anything is handed over: a refused stage
+// leaves the optimizer with the working set of its last run, so that the
+// statistics read from it still line up with the parameter maps.
 bool Protocol::prepare(const std::string& data, const std::string& error, const std::string& voi) {
     if (optimizer_ == nullptr) {
         ERROR("no optimizer in protocol '%s'", name_.c_str());
@@ -124,8 +127,8 @@ bool Protocol::prepare(const std::string& data, const std::string& error, const 
               static_cast<int>(dataset->getNumDimensions()));
         return false;
     }
-    optimizer_->setData(dataset);
 
+    Dataset* errorSet = nullptr;
     if (given(error)) {
         auto e = data_.find(error);
         if (e == data_.end() || e->second == nullptr) {
@@ -137,12 +140,14 @@ bool Protocol::prepare(const std::string& data, const std::string& error, const 
             ERROR("data '%s' and error '%s' have dimension mismatch", data.c_str(), error.c_str());
             return false;
         }
-        optimizer_->setError(e->second);
+        errorSet = e->second;
     } else {
-        optimizer_->setError(nullptr);
         WARNING("no error dataset\n");
     }
 
+    // Without a VOI name the optimizer keeps its VOI, which must then fit the
+    // new data as well.
+    VOI* mask = optimizer_->getVOI();
     if (given(voi)) {
         auto v = voi_.find(voi);
         if (v == voi_.end() || v->second == nullptr) {
@@ -150,20 +155,44 @@ bool Protocol::prepare(const std::string& data, const std::string& error, const 
             ERROR("VOI '%s' not known in protocol '%s'\n", voi.c_str(), name_.c_str());
             return false;
         }
-        const VOI* mask = v->second;
+        mask = v->second;
         if (mask->numActive() == 0) {
             ERROR("VOI '%s' has 0 active voxels", voi.c_str());
             return false;
         }
-        if (!dataset->checkVOI(mask)) {
-            ERROR("VOI '%s' has invalid dimensions %dx%dx%d (XxYxZ) for data '%s' with %dx%dx%dx%d (TxXxYxZ)",
-                  voi.c_str(), static_cast<int>(mask->getDimensionX()), static_cast<int>(mask->getDimensionY()),
-                  static_cast<int>(mask->getDimensionZ()), data.c_str(), static_cast<int>(dataset->getDimensionT()),
-                  static_cast<int>(dataset->getDimensionX()), static_cast<int>(dataset->getDimensionY()),
-                  static_cast<int>(dataset->getDimensionZ()));
-            return false;
-        }
-        optimizer_->setVOI(v->second);
+    }
+    if (mask != nullptr && !dataset->checkVOI(mask)) {
+        ERROR("VOI '%s' has invalid dimensions %dx%dx%d (XxYxZ) for data '%s' with %dx%dx%dx%d (TxXxYxZ)",
+              (given(voi) ? voi : mask->getName()).c_str(), static_cast<int>(mask->getDimensionX()),
+              static_cast<int>(mask->getDimensionY()), static_cast<int>(mask->getDimensionZ()), data.c_str(),
+              static_cast<int>(dataset->getDimensionT()), static_cast<int>(dataset->getDimensionX()),
+              static_cast<int>(dataset->getDimensionY()), static_cast<int>(dataset->getDimensionZ()));
+        return false;
+    }
+
+    optimizer_->setData(dataset);
+    optimizer_->setError(errorSet);
+    optimizer_->setVOI(mask);
+    return true;
+}
+
+// The model stage reads its inputs' maps at every voxel of the data: a map
+// of one value serves them all, a larger one must hold the whole grid.
+bool Protocol::inputsCover(const std::string& data) const {
+    auto d = data_.find(data);
+    if (d == data_.end() || d->second == nullptr) return true;  // prepare reports it
+    const Dataset* dataset = d->second;
+    const unsigned X = dataset->getDimensionX(), Y = dataset->getDimensionY(), Z = dataset->getDimensionZ();
+    if (X == 0 || Y == 0 || Z == 0) return true;
+    for (unsigned i = 0; i < model_->getNumInputs(); ++i) {
+        const InputFunction* input = model_->getInput(i);
+        if (input == nullptr || input->parameterOutside(X - 1, Y - 1, Z - 1) == nullptr) continue;
+        ERROR("input function '%s' has parameter maps of %dx%dx%d (XxYxZ) that do not cover data '%s' with "
+              "%dx%dx%d (XxYxZ)",
+              input->getName().c_str(), static_cast<int>(input->getParameterDimensionX()),
+              static_cast<int>(input->getParameterDimensionY()), static_cast<int>(input->getParameterDimensionZ()),
+              data.c_str(), static_cast<int>(X), static_cast<int>(Y), static_cast<int>(Z));
+        return false;
     }
     return true;
 }
@@ -187,6 +216,10 @@ void Protocol::process(const std::string& data, const std::string& error, const 
         ERROR("no input function set for model '%s'", model_->getName().c_str());
         return;
     }
+    // Faults that repeat at every evaluation are reported once per process.
+    model_->rearmReports();
+    for (unsigned i = 0; i < model_->getNumInputs(); ++i)
+        if (model_->getInput(i) != nullptr) model_->getInput(i)->rearmReports();
 
     // Stage 1: the input function's parameters on the input VOI, the model
     // held fixed.
@@ -201,7 +234,7 @@ void Protocol::process(const std::string& data, const std::string& error, const 
 
     // Stage 2: the model's parameters on the output VOI, its input frozen at
     // what stage 1 found.
-    if (modelStage && prepare(data, error, voiOut)) {
+    if (modelStage && inputsCover(data) && prepare(data, error, voiOut)) {
         model_->fixInputParameters();
         model_->freeParameters();
         optimizer_->setOptimizable(model_);

@@ -61,8 +61,8 @@ public:
     void reset();
 
     // Hands dataset, error dataset and VOI to the optimizer. False (after an
-    // error line) if anything is missing or the grids do not agree; what was
-    // handed over before the failure stays with the optimizer.
+    // error line) if anything is missing or the grids do not agree; nothing
+    // is handed over then, and the optimizer keeps its last working set.
     bool prepare(const std::string& data, const std::string& error, const std::string& voi);
 
     // The VOI means of the named parameters of the optimizer's optimizable,
@@ -83,6 +83,9 @@ public:
     std::string name_;
 
 private:
+    // Whether the parameter maps of the model's inputs can be read at every
+    // voxel of the named dataset; false after a report.
+    bool inputsCover(const std::string& data) const;
     // The data and error datasets for getTac, checked against each other;
     // false after a report.
     bool tacDatasets(const std::string& data, const std::string& error, Dataset*& d, Dataset*& e) const;

@@ -26,6 +26,24 @@ std::vector<double> modelTimes(const Dataset* data) {
     return series != nullptr ? series->getModelTime() : std::vector<double>();
 }
 
+// The model and its inputs are evaluated at the voxel; their maps, sized by
+// the last fit, may be smaller than the data asked about. False after a
+// report when one of them does not hold the voxel.
+bool mapsHold(const Model& model, unsigned x, unsigned y, unsigned z) {
+    const Optimizable* owner = &model;
+    bool holds = model.parameterOutside(x, y, z) == nullptr;
+    for (unsigned i = 0; holds && i < model.getNumInputs(); ++i) {
+        owner = model.getInput(i);
+        holds = owner == nullptr || owner->parameterOutside(x, y, z) == nullptr;
+    }
+    if (holds) return true;
+    ERROR("point (%d,%d,%d) is outside the parameter maps of '%s' (%dx%dx%d)", static_cast<int>(x),
+          static_cast<int>(y), static_cast<int>(z), owner->getName().c_str(),
+          static_cast<int>(owner->getParameterDimensionZ()), static_cast<int>(owner->getParameterDimensionY()),
+          static_cast<int>(owner->getParameterDimensionX()));
+    return false;
+}
+
 }  // namespace
 
 bool Protocol::tacDatasets(const std::string& data, const std::string& error, Dataset*& d, Dataset*& e) const {
@@ -52,6 +70,7 @@ bool Protocol::tacDatasets(const std::string& data, const std::string& error, Da
 
 Dataset4D<double>* Protocol::voxelTac(const Dataset* d, const Dataset* e, const std::vector<double>& times,
                                       unsigned x, unsigned y, unsigned z) {
+    if (!mapsHold(*model_, x, y, z)) return nullptr;
     // Channel 0: the model curve at the frames' model times.
     Dataset4D<double>* tac = model_->createTAC(times, x, y, z, 0);
     if (tac == nullptr) return nullptr;

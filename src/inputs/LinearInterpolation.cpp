@@ -9,7 +9,17 @@
 
 namespace {
 const double kNoTime = std::numeric_limits<double>::quiet_NaN();
+
+// Causes of the assertions below, each reported once (Optimizable::firstReport):
+// they come from the data and would otherwise repeat at every evaluation of
+// a fit, thousands of lines for one fault.
+enum Cause : unsigned { kFewSamples, kTimeBeforeZero, kSizes };
 }
+
+#define ASSERT_ONCE(cause, condition)                              \
+    do {                                                           \
+        if (!(condition) && firstReport(cause)) ASSERT(condition); \
+    } while (0)
 
 LinearInterpolation::LinearInterpolation() : LinearInterpolation("", Unit()) {}
 
@@ -47,7 +57,9 @@ std::size_t LinearInterpolation::gridIndex(double t) {
     return i;
 }
 
-void LinearInterpolation::assertSizes() const { ASSERT(!parameter_.empty() && parameter_.size() == time_.size()); }
+void LinearInterpolation::assertSizes() const {
+    ASSERT_ONCE(kSizes, !parameter_.empty() && parameter_.size() == time_.size());
+}
 
 // Y[i] is the stored value of sample parameter i at the voxel, in the
 // function's own unit (no unit factor, no scale_). Samples without a
@@ -61,8 +73,8 @@ void LinearInterpolation::load(unsigned x, unsigned y, unsigned z) {
 
 double LinearInterpolation::operator()(double t, unsigned x, unsigned y, unsigned z) {
     const std::size_t n = time_.size();
-    ASSERT(n >= 2);
-    ASSERT(t >= 0);
+    ASSERT_ONCE(kFewSamples, n >= 2);
+    ASSERT_ONCE(kTimeBeforeZero, t >= 0);
     if (n < 2) return 0.0;  // no segment to interpolate on (reported above)
     precompute(x, y, z);
     const double* T = time_.data();
@@ -268,8 +280,8 @@ double LinearInterpolation::decay(double k, double t) {
 template <bool Timed>
 double LinearInterpolation::convolve(double k, double t, unsigned x, unsigned y, unsigned z, Chain chain) {
     const std::size_t n = time_.size();
-    ASSERT(n >= 2);
-    ASSERT(t >= 0);
+    ASSERT_ONCE(kFewSamples, n >= 2);
+    ASSERT_ONCE(kTimeBeforeZero, t >= 0);
     if (n < 2) return 0.0;  // no segment (reported above)
     precompute(x, y, z);
     const double* T = time_.data();

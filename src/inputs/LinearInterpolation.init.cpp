@@ -40,19 +40,28 @@ void LinearInterpolation::initParameters(const Dataset* data, const VOI* voi) {
     const unsigned X = data->getDimensionX();
     const unsigned Y = data->getDimensionY();
     const unsigned Z = data->getDimensionZ();
+    // Each fault below is reported once per initialisation, not once per
+    // sample: one line says all there is, and a curve may have thousands.
+    bool disordered = false, present = false;
     for (unsigned i = 0; i < n; ++i) {
         time_[i] = modelTimes[i];
-        ASSERT(time_[0] >= 0);
-        if (i > 0 && time_[i - 1] >= time_[i])
+        if (i == 0) ASSERT(time_[0] >= 0);
+        if (i > 0 && time_[i - 1] >= time_[i] && !disordered) {
             ERROR("LinearInterpolation needs increasing times! Found t(%u)=%.4f >= t(%u)=%.4f\n", i - 1,
                   time_[i - 1], i, time_[i]);
+            disordered = true;
+        }
 
         // Sample i is the const parameter "y<i>". A second initialisation
-        // finds the name present (addParameter reports it) and writes the new
-        // values into the old parameter.
+        // finds the name present (addParameter reports it, for the first
+        // such name) and writes the new values into the old parameter.
         const std::string name = "y" + std::to_string(i);
-        addParameter(name, unit_, data->getValue4D(i, 0, 0, 0));
-        const int index = hasParameter(name);
+        int index = hasParameter(name);
+        if (index < 0 || !present) {
+            present = present || index >= 0;
+            addParameter(name, unit_, data->getValue4D(i, 0, 0, 0));
+            index = hasParameter(name);
+        }
         if (index < 0) continue;
         const unsigned p = static_cast<unsigned>(index);
         setParameterState(name, Parameter::CONST);
@@ -72,6 +81,8 @@ void LinearInterpolation::initParameters(const Dataset* data, const VOI* voi) {
         }
     }
     changed_ = true;
-    // New sample times: a sum of the old curve must not be continued.
+    // New sample times: a sum of the old curve must not be continued, and
+    // faults of the new curve are reported afresh.
     resetChains();
+    rearmReports();
 }

@@ -39,6 +39,20 @@ VOI* asVOI(Dataset3D<unsigned char>* mask) {
     return voi;
 }
 
+// A temporary that the user has renamed ('set data _data_ name x') is
+// theirs now: rather than be overwritten by the next temporary of its key,
+// it moves to the key of its own name and stays. If that name has been taken
+// meanwhile, it goes as any older temporary does.
+template <class T>
+void keepRenamed(Interface::List<T>& list, const std::string& key) {
+    auto it = list.find(key);
+    if (it == list.end() || it->second == nullptr || it->second->getName() == key) return;
+    T* item = it->second;
+    if (list.count(item->getName()) != 0) return;
+    list.erase(it);
+    list.emplace(item->getName(), item);
+}
+
 }  // namespace
 
 bool MatlabInterface::commandProcess(int, mxArray**, int nrhs, const mxArray** prhs) {
@@ -63,6 +77,7 @@ bool MatlabInterface::commandProcess(int, mxArray**, int nrhs, const mxArray** p
     } else if (is4D(prhs[1])) {
         data = createDataset(nrhs, prhs, 1, "_data_", false);
         if (data == nullptr) return true;  // the bridge has said why
+        keepRenamed(data_, "_data_");
         addData(data);
         dataName = data->getName();
     } else {
@@ -86,6 +101,7 @@ bool MatlabInterface::commandProcess(int, mxArray**, int nrhs, const mxArray** p
     } else if (is4D(prhs[2])) {
         error = createDataset(nrhs, prhs, 2, "_error_", false);
         if (error == nullptr) return true;
+        keepRenamed(data_, "_error_");
         addData(error);
         errorName = error->getName();
     }
@@ -116,6 +132,7 @@ bool MatlabInterface::commandProcess(int, mxArray**, int nrhs, const mxArray** p
             VOI* voi = asVOI(createVOI(a));
             if (voi == nullptr) return true;
             voi->setName(input ? "_input_voi_" : "_output_voi_");
+            keepRenamed(voi_, voi->getName());
             addVOI(voi);
             name = voi->getName();
             present = true;

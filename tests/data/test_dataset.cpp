@@ -73,6 +73,34 @@ TEST(Dataset, ResizeKeepsDimensionsWhenCountIsUnchanged) {
     EXPECT_TRUE(series.getPixelSize().empty());
 }
 
+// Callers that index with the grid they asked for get exactly that grid, also
+// when the element count does not change: the flat data stay, the shape is new.
+TEST(Dataset, ExactResizeAndAssignmentGiveTheRequestedGridAtAnEqualCount) {
+    Dataset3D<double> d = counting(2, 3, 4);
+    EXPECT_EQ(d.resizeExactly(4, 3, 2), 24u);
+    EXPECT_EQ(d.getDimensions(), (std::vector<unsigned>{4, 3, 2}));
+    EXPECT_EQ(d(3, 2, 1), 24.0);  // the last element under the new shape
+    EXPECT_EQ(d.resizeExactly(4, 3, 3), 36u);
+    for (unsigned i = 0; i < 36; ++i) EXPECT_EQ(d(i), i < 24 ? i + 1.0 : 0.0);
+
+    Dataset3D<double> target = counting(1, 2, 3);
+    target = counting(3, 1, 2);
+    EXPECT_EQ(target.getDimensions(), (std::vector<unsigned>{3, 1, 2}));
+    EXPECT_EQ(target(2, 0, 1), 6.0);
+
+    // Every volume of a series takes the grid its cached dimensions report.
+    Dataset4D<double> series(2, 1, 2, 3, 1.0);
+    series.resize(2, 3, 1, 2);
+    EXPECT_EQ(series.getDimensions(), (std::vector<unsigned>{3, 1, 2, 2}));
+    for (unsigned t = 0; t < 2; ++t) EXPECT_EQ(series(t).getDimensions(), (std::vector<unsigned>{3, 1, 2}));
+    series(1, 2, 0, 1) = 5.0;
+    EXPECT_EQ(series(1, 5), 5.0);
+    Dataset4D<double> copy(2, 2, 3, 1, 0.0);
+    copy = series;
+    EXPECT_EQ(copy(1).getDimensions(), (std::vector<unsigned>{3, 1, 2}));
+    EXPECT_EQ(copy(1, 2, 0, 1), 5.0);
+}
+
 TEST(Dataset, ChangeUnitConvertsWithAddedHalf) {
     Dataset3D<double> d(2, 1, 1, 1.0);
     d.setUnit(Unit("kBq/ml"));

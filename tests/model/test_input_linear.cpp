@@ -179,7 +179,7 @@ TEST(LinearInterpolation, TimesMustIncreaseAndReinitialisation) {
     e->setValue4D(1, 0, 0, 0, 9.0);
     mexhost::clearOutput();
     g.initParameters(e.get(), nullptr);
-    EXPECT_EQ(countOf(mexhost::takeOutput(), "exists already"), 3u);
+    EXPECT_EQ(countOf(mexhost::takeOutput(), "exists already"), 1u);  // once, not per sample
     EXPECT_EQ(g.getNumParameters(), 3u);
     EXPECT_DOUBLE_EQ(g(15, 0, 0, 0), 9.0);
 }
@@ -215,9 +215,9 @@ TEST(LinearInterpolation, RefusedOperations) {
     EXPECT_EQ(f.der("y0", 1.0, 0, 0, 0), 0.0);
     EXPECT_EQ(f.derByIndex(0, 1.0, 0, 0, 0), 0.0);
     EXPECT_EQ(countOf(mexhost::takeOutput(), "LinearInterpolation::der() should never be called! \n"), 2u);
-    // Without samples: assertion reports and 0.0.
+    // Without samples: 0.0, and one assertion report for the one cause.
     for (double v : {f(1.0, 0, 0, 0), f.convExp(0.1, 1.0, 0, 0, 0), f.convTimeExp(0.1, 1.0, 0, 0, 0)}) EXPECT_EQ(v, 0.0);
-    EXPECT_GE(countOf(mexhost::takeOutput(), "ASSERT FAILED: "), 3u);
+    EXPECT_EQ(countOf(mexhost::takeOutput(), "ASSERT FAILED: "), 1u);
     // Resizing drops the sample parameters (init adds none): reported, 0.0.
     std::unique_ptr<Dataset4D<double>> d(threeFrames([](unsigned i, unsigned) { return 1.0 + i; }));
     f.initParameters(d.get(), nullptr);

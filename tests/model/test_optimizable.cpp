@@ -177,6 +177,51 @@ TEST(Optimizable, LinkMessageAndCopiesKeepParametersAndLinksButNotFlags) {
     EXPECT_DOUBLE_EQ(stored(f, "a"), 1.0);
 }
 
+// Fitting a 2x4x4 dataset and then a 4x4x2 one: every map of every
+// parameter ends on the second grid, and each of its voxels is its own.
+TEST(Optimizable, ResizeParametersToAnotherShapeOfTheSameCount) {
+    Cubic f;
+    f.resizeParameters(2, 4, 4);
+    f.setParameterValue("a", 1, 3, 3, 7.0);
+    EXPECT_EQ(f.parameterOutside(1, 3, 3), nullptr);
+    f.resizeParameters(4, 4, 2);
+    EXPECT_EQ(f.getSize(), 32u);
+    for (const std::string& name : f.getParameterNames()) {
+        const Parameter& p = f.getParameter(name);
+        for (const Dataset3D<double>* v : {p.getValueVolume(), p.getInitValueVolume(), p.getErrorVolume()})
+            EXPECT_EQ(v->getDimensions(), (std::vector<unsigned>{4, 4, 2})) << name;
+    }
+    EXPECT_EQ(f.getParameterDimensionX(), 4u);
+    EXPECT_EQ(f.getParameterDimensionZ(), 2u);
+    for (unsigned i = 0; i < 32; ++i) {
+        const unsigned x = i % 4, y = i / 4 % 4, z = i / 16;
+        f.setParameterValue("a", x, y, z, 100.0 + i);
+        f.setParameterError("b", x, y, z, 200.0 + i);
+    }
+    for (unsigned i = 0; i < 32; ++i) {
+        const unsigned x = i % 4, y = i / 4 % 4, z = i / 16;
+        EXPECT_DOUBLE_EQ(f.getParameterValue("a", x, y, z), 100.0 + i);
+        EXPECT_DOUBLE_EQ(f.getParameterError("b", x, y, z), 200.0 + i);
+        EXPECT_DOUBLE_EQ(f.getParameterValue("c", x, y, z), 3.0);  // a single value spread
+    }
+    EXPECT_EQ(f.parameterOutside(3, 3, 1), nullptr);
+    EXPECT_EQ(f.parameterOutside(1, 3, 3), &f.getParameter("a"));
+}
+
+// Lookups go by the name index: thousands of parameters, each found at its
+// own place, and a name added twice is refused.
+TEST(Optimizable, ManyParametersAreFoundByName) {
+    Cubic f;
+    for (unsigned i = 0; i < 3000; ++i) f.add("y" + std::to_string(i));
+    for (unsigned i = 0; i < 3000; i += 7) EXPECT_EQ(f.hasParameter("y" + std::to_string(i)), int(i) + 3);
+    EXPECT_EQ(f.hasParameter("y3000"), -1);
+    EXPECT_EQ(f.hasParameter("a"), 0);
+    mexhost::clearOutput();
+    f.add("y17");
+    EXPECT_TRUE(printedHas("Optimizable::addParameter(): parameter 'y17' exists already \n"));
+    EXPECT_EQ(f.getNumParameters(), 3003u);
+}
+
 TEST(Optimizable, UnknownNamesReportAndAnswerDefaults) {
     Cubic f;
     mexhost::clearOutput();

@@ -70,6 +70,46 @@ TEST(Parameter, SetValueFromDatasetKeepsTheRecordedSize) {
     EXPECT_DOUBLE_EQ(p.getValue(voi), (0 + 1 + 2 + 10 + 11 + 12) / 6.0);
 }
 
+// Maps of the same voxel count but another shape: each writer and resize
+// ends on exactly the new grid, with every voxel where the source has it.
+TEST(Parameter, MapsOfAnEqualCountTakeTheNewShape) {
+    using Writer = void (Parameter::*)(const Dataset*);
+    using Volume = const Dataset3D<double>* (Parameter::*)() const;
+    const struct { Writer write; Volume volume; } writers[] = {
+        {&Parameter::setValue, &Parameter::getValueVolume},
+        {&Parameter::setError, &Parameter::getErrorVolume},
+        {&Parameter::setInitValue, &Parameter::getInitValueVolume},
+    };
+    const unsigned shapes[][3] = {{1, 2, 3}, {3, 1, 2}, {2, 3, 1}};
+    for (const auto& w : writers) {
+        Parameter p = makeParameter(0.4, 0.2);
+        for (const auto& g : shapes) {
+            Dataset3D<int> map(g[0], g[1], g[2], 0);
+            for (unsigned x = 0; x < g[0]; ++x)
+                for (unsigned y = 0; y < g[1]; ++y)
+                    for (unsigned z = 0; z < g[2]; ++z) map(x, y, z) = static_cast<int>(100 * x + 10 * y + z);
+            (p.*w.write)(&map);
+            const Dataset3D<double>* v = (p.*w.volume)();
+            ASSERT_EQ(v->getDimensions(), (std::vector<unsigned>{g[0], g[1], g[2]}));
+            for (unsigned x = 0; x < g[0]; ++x)
+                for (unsigned y = 0; y < g[1]; ++y)
+                    for (unsigned z = 0; z < g[2]; ++z) EXPECT_EQ(v->getValue3D(x, y, z), 100 * x + 10 * y + z);
+        }
+    }
+    Parameter p = makeParameter(0.4, 0.2);
+    p.resize(2, 4, 4);
+    EXPECT_TRUE(p.covers(1, 3, 3));
+    p.resize(4, 4, 2);
+    for (const Dataset3D<double>* v : {p.getValueVolume(), p.getInitValueVolume(), p.getErrorVolume()})
+        EXPECT_EQ(v->getDimensions(), (std::vector<unsigned>{4, 4, 2}));
+    EXPECT_EQ(p.getValueSize(), 32u);
+    EXPECT_DOUBLE_EQ(p.valueAt(3, 3, 1), 0.4);
+    // Only a voxel of the grid can be read; a single value answers every one.
+    EXPECT_TRUE(p.covers(3, 3, 1));
+    EXPECT_FALSE(p.covers(1, 3, 3));
+    EXPECT_TRUE(makeParameter(1.0, 1.0).covers(7, 7, 7));
+}
+
 TEST(Parameter, DatasetWritersRefuseOtherDimensions) {
     Parameter p = makeParameter(0.4, 0.2);
     Dataset4D<double> curve(3, 1, 1, 1, 5.0);
