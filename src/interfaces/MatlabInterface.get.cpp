@@ -131,14 +131,14 @@ bool dataForms(MatlabInterface& w, int nlhs, mxArray** plhs, int nrhs, const mxA
     }
     if (nrhs == 5 && textIs(prhs[3], "volume")) {
         if (!isNumber(prhs[4])) return false;
-        Dataset* volume = getVolume(d, toInt(mxGetScalar(prhs[4])));
+        Dataset* volume = getVolume(d, toInt(scalar(prhs[4])));
         if (volume != nullptr) setOutput(plhs, 0, w.createDataArray3D(volume));
         delete volume;
         return true;
     }
     if (nrhs == 6 && textIs(prhs[3], "slice")) {
         if (!isNumber(prhs[4]) || !isNumber(prhs[5])) return false;
-        Dataset* slice = getSlice(d, toInt(mxGetScalar(prhs[4])), toInt(mxGetScalar(prhs[5])));
+        Dataset* slice = getSlice(d, toInt(scalar(prhs[4])), toInt(scalar(prhs[5])));
         if (slice != nullptr) setOutput(plhs, 0, w.createDataArray2D(slice));
         delete slice;
         return true;

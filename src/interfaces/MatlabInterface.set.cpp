@@ -127,7 +127,7 @@ bool data(MatlabInterface& w, int nrhs, const mxArray** prhs) {
         if (d->getNumDimensions() != 4)
             WARNING("data '%s' is not 4D\n", name.c_str());
         else
-            setMidframeApprox(d, toInt(mxGetScalar(value)) != 0);
+            setMidframeApprox(d, toInt(scalar(value)) != 0);
     } else if (key == "name") {
         // Only the object's own name changes; the list keeps its old key.
         const std::string newName = text(value);
@@ -160,7 +160,7 @@ bool optimizer(MatlabInterface& w, int nrhs, const mxArray** prhs) {
     } else if (key == "maxiter" || key == "abs_chisquare" || key == "delta_chisquare" ||
                key == "abs_delta_argument" || key == "rel_delta_argument") {
         if (!isNumber(value)) return false;
-        const double v = mxGetScalar(value);
+        const double v = scalar(value);
         if (key == "maxiter")
             p->maxiter = toInt(v);
         else if (key == "abs_chisquare")
@@ -213,7 +213,7 @@ bool protocol(MatlabInterface& w, int nrhs, const mxArray** prhs) {
 bool seed(MatlabInterface&, int nrhs, const mxArray** prhs) {
     const mxArray* n = arg(nrhs, prhs, 2);
     if (!isNumber(n)) return false;
-    random_init(toInt(mxGetScalar(n)));
+    random_init(toInt(scalar(n)));
     return true;
 }
 
@@ -221,9 +221,11 @@ bool seed(MatlabInterface&, int nrhs, const mxArray** prhs) {
 // frame times, then one column per curve, becomes a Dataset4D<double> of T =
 // rows frames of X = curves voxels, Y = Z = 1.
 bool tac(MatlabInterface& w, int nrhs, const mxArray** prhs) {
-    const mxArray* table = arg(nrhs, prhs, 3);
-    if (!isText(prhs[2]) || numericDimensions(table) != 2) return false;
-    if (mxGetClassID(table) != mxDOUBLE_CLASS) return false;
+    if (!isText(prhs[2]) || numericDimensions(arg(nrhs, prhs, 3)) != 2) return false;
+    if (mxGetClassID(prhs[3]) != mxDOUBLE_CLASS) return false;
+    const FullArray full(prhs[3]);
+    const mxArray* table = full.get();
+    if (table == nullptr) return false;  // complex, or too large to expand: said why
     const std::string name = text(prhs[2]);
     if (w.getData(name) != nullptr) {
         WARNING("KINETRA: data '%s' exists\n", name.c_str());
@@ -258,7 +260,7 @@ bool verbosity(MatlabInterface&, int nrhs, const mxArray** prhs) {
     if (isText(level))
         v = string2num<int>(text(level));
     else if (isNumber(level))
-        v = toInt(mxGetScalar(level));
+        v = toInt(scalar(level));
     else
         return false;
     _MessageHelper::verbosity_ = std::min(static_cast<unsigned>(v), 4u);
