@@ -183,7 +183,9 @@ bool parameterForms(MatlabInterface& w, const std::string& topic, int nlhs, mxAr
     const std::string par = w.getString(prhs[2]);
     if (o->hasParameter(par) >= 0) {
         std::vector<double> times;
-        if (nrhs == 5 && textIs(prhs[3], "der") && numericDimensions(prhs[4]) == 2 && w.getVector(prhs[4], times)) {
+        const bool derForm = nrhs == 5 && textIs(prhs[3], "der") && numericDimensions(prhs[4]) == 2;
+        if (derForm && !isReal(prhs[4])) return true;  // refused with a message; no map in its place
+        if (derForm && w.getVector(prhs[4], times)) {
             // A model without an input has nothing to evaluate.
             if (topic == "model" && static_cast<Model*>(o)->getNumInputs() == 0) {
                 WARNING("no input function set for model '%s'\n", o->getName().c_str());
