@@ -28,21 +28,23 @@ function kb = rss()
 end
 
 function n = open_descriptors()
-  n = numel(dir('/proc/self/fd')) - 2;
+  % Entries of /proc/self/fd but '.' and '..'; the one that reads it counts each time.
+  n = numel(readdir('/proc/self/fd')) - 2;
 end
 
-function calls = cycle(tissue, mask, frames)
-  % Ten calls: a fit of an array (new temporaries for the data and the mask),
-  % its maps and statistics, a dataset set and renamed, and a fit by name.
+function calls = cycle(tissue, mask)
+  % Ten calls: a fit of an array (new temporaries replace the data and the
+  % mask of the last one), its maps, statistics and curves, the temporary
+  % data read back, a refused fit and a parameter map set from an array.
   evalc('kinetra(''process'', tissue, ''none'', ''none'', mask);');
   k1 = kinetra('get', 'model', 'k1');
-  [k2, e2] = kinetra('get', 'model', 'k2');
+  [k2, e2, i2, s2] = kinetra('get', 'model', 'k2');
   chi = kinetra('get', 'chisquare');
   n = kinetra('get', 'numiter');
-  evalc('kinetra(''set'', ''data'', ''scratch'', tissue, frames);');
-  evalc('kinetra(''set'', ''data'', ''scratch'', ''name'', ''renamed'');');
-  evalc('kinetra(''process'', ''scratch'', ''none'', ''none'', ''_output_voi_'');');
-  tac = kinetra('get', 'tac', 'scratch', 'none', [0 0 0]);
+  tac = kinetra('get', 'tac', '_data_', 'none', [0 0 0]);
+  [d, t] = kinetra('get', 'data', '_data_');
+  evalc('kinetra(''process'', ''nosuch'', ''none'', ''none'', mask);');
+  evalc('kinetra(''set'', ''model'', ''k1'', ''initvalue'', 0.3 * ones(size(k1)));');
   names = kinetra('get', 'data');
   calls = 10;
 end
@@ -50,8 +52,12 @@ end
 function f = memory_stays_flat()
   f = {};
   clear kinetra;
+  % Data of 16x16x8 voxels (400 kB a copy, so that a leaked temporary shows
+  % within the bound), of which a mask of 4 voxels is fitted.
   [frames, plasma, tissue] = one_tissue_data(2, 2, 2);
-  mask = true(2, 2, 2);
+  tissue = repmat(tissue, [8 8 4 1]);
+  mask = false(16, 16, 8);
+  mask(1:2, 1:2, 1) = true;
   calls = {
     {'set', 'tac', 'plasma', [frames(:, 1), plasma]}
     {'select', 'input', 'LinearInterpolation'}
@@ -71,19 +77,23 @@ function f = memory_stays_flat()
   end
   % Warm-up: Octave's and the allocator's pools reach their working size.
   for i = 1:30
-    cycle(tissue, mask, frames);
+    cycle(tissue, mask);
   end
   start = rss();
   total = 0;
   samples = zeros(1, 10);
   for i = 1:100
-    total += cycle(tissue, mask, frames);
+    total += cycle(tissue, mask);
     if mod(i, 10) == 0, samples(i / 10) = rss(); end
   end
   growth = (samples(end) - start) / 1024;
   printf('memory: %d calls, RSS %.1f MB at the start, growth %.2f MB (samples %s)\n', total, start / 1024, ...
          growth, mat2str(round((samples - start) / 1024 * 10) / 10));
-  f = expect(f, growth < 4, 'RSS grew by %.2f MB over %d calls', growth, total);
+  % AddressSanitizer keeps freed blocks in quarantine, so under it the
+  % resident size grows by design: the calls still run for its checks.
+  if isempty(strfind(getenv('LD_PRELOAD'), 'asan'))
+    f = expect(f, growth < 4, 'RSS grew by %.2f MB over %d calls', growth, total);
+  end
   evalc('kinetra(''set'', ''verbosity'', 1);');
 end
 
