@@ -73,6 +73,12 @@ private:
 // message, so that nothing is allocated for a size that cannot be meant.
 bool count(double v, double max, unsigned* n);
 
+// True if a dataset of this many frames of this many voxels can be made: at
+// most kMaxSamples frames and INT_MAX voxels, a size of 0 counted as 1
+// since every frame and every slice is an object of its own (an empty array
+// may have a size of a billion). Otherwise false after a message.
+bool datasetFits(double frames, double voxels);
+
 // The most samples an input function may be given: each is a parameter with
 // volumes of its own, so a million of them already take gigabytes.
 constexpr double kMaxSamples = 1e6;

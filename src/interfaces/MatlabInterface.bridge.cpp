@@ -16,6 +16,7 @@
 #include "interfaces/MatlabInterface.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <memory>
 
@@ -98,6 +99,16 @@ double sparseElement(const mxArray* a, size_t row, size_t column) {
     for (size_t k = size_t(jc[column]); k < size_t(jc[column + 1]); ++k)
         if (size_t(ir[k]) == row) return elementAsDouble(a, k);
     return 0.0;
+}
+
+// The shape check of datasetFits for an array of 2 to 4 dimensions: the
+// first three make the volume, the fourth counts the frames.
+bool arrayFitsDataset(const mxArray* a) {
+    const mwSize* dims = mxGetDimensions(a);
+    const size_t n = mxGetNumberOfDimensions(a);
+    double voxels = 1.0;
+    for (size_t k = 0; k < std::min<size_t>(n, 3); ++k) voxels *= std::max(double(dims[k]), 1.0);
+    return mxargs::datasetFits(n > 3 ? double(dims[3]) : 1.0, voxels);
 }
 
 // ---- Transposition of one volume ----
@@ -236,6 +247,14 @@ bool mxargs::count(double v, double max, unsigned* n) {
     return true;
 }
 
+bool mxargs::datasetFits(double frames, double voxels) {
+    frames = std::max(frames, 1.0);
+    voxels = std::max(voxels, 1.0);
+    if (frames <= kMaxSamples && voxels <= double(INT_MAX)) return true;
+    MESSAGE(1, "KINETRA: %.0f frames of %.0f voxels are too many for a dataset\n", frames, voxels);
+    return false;
+}
+
 mxargs::FullArray::FullArray(const mxArray* a) {
     if (a == nullptr || !isReal(a)) return;
     if (!mxIsSparse(a)) {
@@ -368,7 +387,7 @@ Dataset* MatlabInterface::createDataset(int nrhs, const mxArray** prhs, int inde
 
 Dataset* MatlabInterface::createDataset2D(const mxArray* array) {
     const mxargs::FullArray full(array);
-    if (!full) return nullptr;
+    if (!full || !arrayFitsDataset(full.get())) return nullptr;
     const mxArray* a = full.get();
     const unsigned Y = unsigned(mxGetDimensions(a)[0]), X = unsigned(mxGetDimensions(a)[1]);
     Dataset* result = nullptr;
@@ -390,7 +409,7 @@ Dataset* MatlabInterface::createDataset2D(const mxArray* array) {
 
 Dataset* MatlabInterface::createDataset3D(const mxArray* array) {
     const mxargs::FullArray full(array);
-    if (!full) return nullptr;
+    if (!full || !arrayFitsDataset(full.get())) return nullptr;
     const mxArray* a = full.get();
     const mwSize* dims = mxGetDimensions(a);
     const unsigned Z = unsigned(dims[0]), Y = unsigned(dims[1]), X = unsigned(dims[2]);
@@ -413,7 +432,7 @@ Dataset* MatlabInterface::createDataset3D(const mxArray* array) {
 
 Dataset* MatlabInterface::createDataset4D(const mxArray* array) {
     const mxargs::FullArray full(array);
-    if (!full) return nullptr;
+    if (!full || !arrayFitsDataset(full.get())) return nullptr;
     const mxArray* a = full.get();
     const mwSize* dims = mxGetDimensions(a);
     const unsigned Z = unsigned(dims[0]), Y = unsigned(dims[1]), X = unsigned(dims[2]), T_ = unsigned(dims[3]);
@@ -436,7 +455,7 @@ Dataset3D<unsigned char>* MatlabInterface::createVOI(const mxArray* array) {
         return nullptr;
     }
     const mxargs::FullArray full(array);  // logical arrays are never complex
-    if (!full) return nullptr;
+    if (!full || !arrayFitsDataset(full.get())) return nullptr;
     const mxArray* a = full.get();
     const auto* in = static_cast<const mxLogical*>(mxGetData(a));
     if (isScalar(a)) return new VOI(1, 1, 1, static_cast<unsigned char>(in[0]));

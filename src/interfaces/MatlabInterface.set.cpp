@@ -238,6 +238,7 @@ bool tac(MatlabInterface& w, int nrhs, const mxArray** prhs) {
         WARNING("KINETRA: TAC data must have at least 2 columns\n");
         return true;
     }
+    if (!datasetFits(double(size[0]), double(size[1]) - 1)) return true;  // said why; nothing added
     MESSAGE(1, "KINETRA: adding %dx%d TAC as '%s'\n", static_cast<int>(rows), static_cast<int>(columns - 1),
             name.c_str());
     Dataset4D<double>* d = new Dataset4D<double>(rows, columns - 1, 1, 1, 0.0);

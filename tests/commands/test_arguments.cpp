@@ -286,3 +286,30 @@ TEST(Arguments, SparseArraysTooLargeForFullStorageAreRefused) {
     EXPECT_EQ(s.workspace->getData("big"), nullptr);
     EXPECT_EQ(mexhost::liveArrays(), arrays + 1);  // the result's false alone
 }
+
+// An empty array may carry sizes of billions; every frame and slice of a
+// dataset is an object of its own, so such sizes are refused before anything
+// is allocated.
+TEST(Arguments, EmptyArraysOfHugeSizesAreRefused) {
+    Session s;
+    const struct {
+        Dims dims;
+        const char* text;
+    } cases[] = {
+        {{0, 1, 1, 2000000}, "KINETRA: 2000000 frames of 1 voxels are too many for a dataset\n"},
+        {{3000000000, 0}, "KINETRA: 1 frames of 3000000000 voxels are too many for a dataset\n"},
+        {{0, 70000, 70000}, "KINETRA: 1 frames of 4900000000 voxels are too many for a dataset\n"},
+    };
+    for (const auto& c : cases) {
+        Result r = s.call({"set", "data", "e", mexhost::makeArray(mxDOUBLE_CLASS, c.dims)});
+        EXPECT_EQ(r.text, std::string(c.text) + "KINETRA: cannot set data 'e'\nKINETRA: unknown or invalid command 'set data e ...'\n");
+    }
+    EXPECT_EQ(s.call({"set", "tac", "e", doubles({2000000, 2})}).text,
+              "KINETRA: 2000000 frames of 1 voxels are too many for a dataset\n");
+    EXPECT_EQ(s.call({"set", "tac", "e", doubles({0, 3000000000})}).text,
+              "KINETRA: 1 frames of 2999999999 voxels are too many for a dataset\n");
+    EXPECT_EQ(s.workspace->getData("e"), nullptr);
+    // The same sizes with elements are taken as they come.
+    EXPECT_EQ(s.call({"set", "data", "e", doubles({0, 1, 1, 3})}).text, "");
+    EXPECT_NE(s.workspace->getData("e"), nullptr);
+}
