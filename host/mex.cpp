@@ -2,7 +2,10 @@
 //
 // Arrays behave as Matlab's: column-major elements with the first dimension
 // fastest, at least two dimensions with trailing singletons beyond the second
-// dropped, zero-filled on creation, text as UTF-16 code units. The layer also
+// dropped, zero-filled on creation, text as UTF-16 code units. Complex arrays
+// keep the imaginary parts in a block of their own; sparse arrays keep only
+// their nonzeros in compressed column form, so that a reader that takes their
+// values for the whole array runs past the block, as it would in Octave. The layer also
 // stands in for the host program: it collects console output, remembers the
 // exit function and keeps a registry of live arrays, against which every
 // array argument is checked so that use after destruction, double destruction
@@ -30,7 +33,11 @@ struct mxArray_tag {
     mxClassID classid = mxUNKNOWN_CLASS;
     std::vector<mwSize> dims;
     size_t count = 0;
-    std::vector<unsigned char> bytes;  // elements of every class but cell
+    std::vector<unsigned char> bytes;  // elements of every class but cell (sparse: the nonzeros)
+    bool complex = false;
+    std::vector<unsigned char> imag;   // imaginary parts of a complex array, as many as bytes
+    bool sparse = false;
+    std::vector<mwIndex> ir, jc;       // sparse: row of each nonzero, start of each column
     std::vector<mxArray*> cells;       // elements of a cell, owned
     mxArray* parent = nullptr;         // the cell that owns this array
     mwIndex slot = 0;                  // index in the parent cell
@@ -170,6 +177,16 @@ double readDouble(const mxArray* a, size_t i) {
     }
 }
 
+// Element i of the whole array as a double, also for sparse storage, where
+// an element that is no stored nonzero is 0.
+double elementValue(const mxArray* a, size_t i) {
+    if (!a->sparse) return readDouble(a, i);
+    const size_t m = a->dims[0], column = i / m, row = i % m;
+    for (mwIndex k = a->jc[column]; k < a->jc[column + 1]; ++k)
+        if (a->ir[k] == row) return readDouble(a, k);
+    return 0.0;
+}
+
 void writeDouble(mxArray* a, size_t i, double v) {
     switch (a->classid) {
         case mxLOGICAL_CLASS: store<unsigned char>(a, i, v != 0 ? 1 : 0); break;
@@ -264,9 +281,12 @@ void destroyTree(mxArray* a) {
     delete a;
 }
 
+// A copy of everything but the place in a parent cell; elements are copied too.
 mxArray* duplicateTree(const mxArray* in) {
-    mxArray* a = newArray(in->classid, in->dims, "mxDuplicateArray");
-    a->bytes = in->bytes;
+    auto* a = new mxArray(*in);
+    a->parent = nullptr;
+    a->slot = 0;
+    state().live.insert(a);
     for (size_t i = 0; i < in->cells.size(); ++i) {
         if (in->cells[i] == nullptr) continue;
         mxArray* child = duplicateTree(in->cells[i]);
@@ -334,6 +354,8 @@ bool mxIsLogical(const mxArray* pa) { return use(pa, "mxIsLogical")->classid == 
 bool mxIsDouble(const mxArray* pa) { return use(pa, "mxIsDouble")->classid == mxDOUBLE_CLASS; }
 bool mxIsCell(const mxArray* pa) { return use(pa, "mxIsCell")->classid == mxCELL_CLASS; }
 bool mxIsEmpty(const mxArray* pa) { return use(pa, "mxIsEmpty")->count == 0; }
+bool mxIsSparse(const mxArray* pa) { return use(pa, "mxIsSparse")->sparse; }
+bool mxIsComplex(const mxArray* pa) { return use(pa, "mxIsComplex")->complex; }
 mxClassID mxGetClassID(const mxArray* pa) { return use(pa, "mxGetClassID")->classid; }
 
 mwSize mxGetNumberOfDimensions(const mxArray* pa) {
@@ -356,9 +378,11 @@ size_t mxGetElementSize(const mxArray* pa) { return elementSize(use(pa, "mxGetEl
 
 // ---------------------------------------------------------------- element access
 
-// Empty arrays have no data pointer, as in Matlab.
+// Empty arrays have no data pointer, as in Matlab; sparse arrays always have
+// their block of nonzeros, at least one element long.
 void* mxGetData(const mxArray* pa) {
     mxArray* a = const_cast<mxArray*>(use(pa, "mxGetData"));
+    if (a->sparse) return a->bytes.data();
     if (a->count == 0) return nullptr;
     if (a->classid == mxCELL_CLASS) return a->cells.data();
     return a->bytes.data();
@@ -372,10 +396,38 @@ double* mxGetPr(const mxArray* pa) {
     return static_cast<double*>(mxGetData(a));
 }
 
+void* mxGetImagData(const mxArray* pa) {
+    mxArray* a = const_cast<mxArray*>(use(pa, "mxGetImagData"));
+    return a->imag.empty() ? nullptr : a->imag.data();
+}
+
+double* mxGetPi(const mxArray* pa) {
+    const mxArray* a = use(pa, "mxGetPi");
+    if (a->classid != mxDOUBLE_CLASS) return nullptr;
+    return static_cast<double*>(mxGetImagData(a));
+}
+
+static const mxArray* useSparse(const mxArray* pa, const char* where) {
+    const mxArray* a = use(pa, where);
+    if (!a->sparse) fault(where, "array is not sparse");
+    return a;
+}
+
+mwIndex* mxGetIr(const mxArray* pa) {
+    return const_cast<mwIndex*>(useSparse(pa, "mxGetIr")->ir.data());
+}
+
+mwIndex* mxGetJc(const mxArray* pa) {
+    return const_cast<mwIndex*>(useSparse(pa, "mxGetJc")->jc.data());
+}
+
+mwSize mxGetNzmax(const mxArray* pa) { return useSparse(pa, "mxGetNzmax")->ir.size(); }
+
+// The real part of element (1,1); an empty array gives 0 and is not read.
 double mxGetScalar(const mxArray* pa) {
     const mxArray* a = use(pa, "mxGetScalar");
     if (a->count == 0 || a->classid == mxCELL_CLASS) return 0.0;
-    return readDouble(a, 0);
+    return elementValue(a, 0);
 }
 
 int mxGetString(const mxArray* pa, char* buf, mwSize buflen) {
@@ -442,9 +494,38 @@ mxArray* mxCreateNumericMatrix(mwSize m, mwSize n, mxClassID classid, mxComplexi
 mxArray* mxCreateNumericArray(mwSize ndim, const mwSize* dims, mxClassID classid,
                               mxComplexity flag) {
     const char* where = "mxCreateNumericArray";
-    if (flag != mxREAL) fault(where, "complex arrays are not supported");
     if (!isNumericClass(classid)) fault(where, "class is not numeric");
-    return newArray(classid, normalizeDims(ndim, dims, where), where);
+    mxArray* a = newArray(classid, normalizeDims(ndim, dims, where), where);
+    if (flag == mxCOMPLEX) a->complex = true, a->imag.assign(a->bytes.size(), 0);
+    return a;
+}
+
+// An m-by-n sparse array with room for nzmax nonzeros (at least one) and none
+// stored yet: every column start is 0.
+static mxArray* newSparse(mxClassID classid, mwSize m, mwSize n, mwSize nzmax, const char* where) {
+    if (nzmax == 0) nzmax = 1;
+    if (nzmax > std::numeric_limits<size_t>::max() / sizeof(double)) fault(where, "array too large");
+    auto* a = new mxArray;
+    a->classid = classid;
+    a->dims = {m, n};
+    a->count = m * n;
+    if (m != 0 && a->count / m != n) fault(where, "array too large");
+    a->sparse = true;
+    a->bytes.assign(nzmax * elementSize(classid), 0);
+    a->ir.assign(nzmax, 0);
+    a->jc.assign(n + 1, 0);
+    state().live.insert(a);
+    return a;
+}
+
+mxArray* mxCreateSparse(mwSize m, mwSize n, mwSize nzmax, mxComplexity flag) {
+    mxArray* a = newSparse(mxDOUBLE_CLASS, m, n, nzmax, "mxCreateSparse");
+    if (flag == mxCOMPLEX) a->complex = true, a->imag.assign(a->bytes.size(), 0);
+    return a;
+}
+
+mxArray* mxCreateSparseLogicalMatrix(mwSize m, mwSize n, mwSize nzmax) {
+    return newSparse(mxLOGICAL_CLASS, m, n, nzmax, "mxCreateSparseLogicalMatrix");
 }
 
 mxArray* mxCreateString(const char* str) {
@@ -543,11 +624,59 @@ mxArray* makeArray(mxClassID classid, std::vector<mwSize> dims, std::vector<doub
     return a;
 }
 
+mxArray* makeSparse(mxClassID classid, mwSize m, mwSize n, std::vector<double> values) {
+    if (classid != mxDOUBLE_CLASS && classid != mxLOGICAL_CLASS)
+        throw std::invalid_argument("makeSparse: only double and logical arrays are sparse");
+    if (!values.empty() && values.size() != m * n)
+        throw std::invalid_argument("makeSparse: " + std::to_string(values.size()) + " values for " +
+                                    std::to_string(m * n) + " elements");
+    size_t nonzeros = 0;
+    for (double v : values) nonzeros += v != 0;
+    mxArray* a = newSparse(classid, m, n, nonzeros, "makeSparse");
+    size_t k = 0;
+    for (size_t column = 0; column < n; ++column) {
+        for (size_t row = 0; row < m && !values.empty(); ++row) {
+            const double v = values[row + column * m];
+            if (v == 0) continue;
+            writeDouble(a, k, v);
+            a->ir[k++] = row;
+        }
+        a->jc[column + 1] = k;
+    }
+    return a;
+}
+
+mxArray* makeComplex(mxClassID classid, std::vector<mwSize> dims, std::vector<double> real,
+                     std::vector<double> imaginary) {
+    if (!isNumericClass(classid)) throw std::invalid_argument("makeComplex: class is not numeric");
+    if (imaginary.size() != real.size())
+        throw std::invalid_argument("makeComplex: real and imaginary parts differ in count");
+    mxArray* a = makeArray(classid, std::move(dims), std::move(real));
+    mxArray parts;  // the imaginary parts, converted as the real ones are
+    parts.classid = classid;
+    parts.bytes.assign(a->bytes.size(), 0);
+    for (size_t i = 0; i < imaginary.size(); ++i) writeDouble(&parts, i, imaginary[i]);
+    a->complex = true;
+    a->imag = std::move(parts.bytes);
+    return a;
+}
+
 std::vector<double> values(const mxArray* a) {
     helperArgument(a, "values");
     if (a->classid == mxCELL_CLASS) throw std::invalid_argument("values: array is a cell");
     std::vector<double> out(a->count);
-    for (size_t i = 0; i < a->count; ++i) out[i] = readDouble(a, i);
+    for (size_t i = 0; i < a->count; ++i) out[i] = elementValue(a, i);
+    return out;
+}
+
+std::vector<double> imaginaryValues(const mxArray* a) {
+    helperArgument(a, "imaginaryValues");
+    if (!a->complex || a->sparse) throw std::invalid_argument("imaginaryValues: array is not complex and full");
+    mxArray parts;
+    parts.classid = a->classid;
+    parts.bytes = a->imag;
+    std::vector<double> out(a->count);
+    for (size_t i = 0; i < a->count; ++i) out[i] = readDouble(&parts, i);
     return out;
 }
 

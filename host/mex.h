@@ -88,6 +88,8 @@ bool mxIsLogical(const mxArray* pa);
 bool mxIsDouble(const mxArray* pa);
 bool mxIsCell(const mxArray* pa);
 bool mxIsEmpty(const mxArray* pa);
+bool mxIsSparse(const mxArray* pa);
+bool mxIsComplex(const mxArray* pa);
 mxClassID mxGetClassID(const mxArray* pa);
 mwSize mxGetNumberOfDimensions(const mxArray* pa);
 const mwSize* mxGetDimensions(const mxArray* pa);
@@ -99,6 +101,16 @@ size_t mxGetElementSize(const mxArray* pa);
 /* Element access. */
 void* mxGetData(const mxArray* pa);
 double* mxGetPr(const mxArray* pa);
+/* Complex arrays keep their imaginary parts in a separate block, as Octave
+   and Matlab before R2018a do; null for a real array. */
+void* mxGetImagData(const mxArray* pa);
+double* mxGetPi(const mxArray* pa);
+/* Sparse arrays (double or logical, two dimensions) hold only their nonzeros:
+   mxGetData gives the values, mxGetIr their rows, and mxGetJc the n + 1
+   offsets at which each column starts, in compressed column form. */
+mwIndex* mxGetIr(const mxArray* pa);
+mwIndex* mxGetJc(const mxArray* pa);
+mwSize mxGetNzmax(const mxArray* pa);
 double mxGetScalar(const mxArray* pa);
 int mxGetString(const mxArray* pa, char* buf, mwSize buflen);
 char* mxArrayToString(const mxArray* pa);
@@ -112,6 +124,8 @@ mxArray* mxCreateDoubleMatrix(mwSize m, mwSize n, mxComplexity flag);
 mxArray* mxCreateNumericMatrix(mwSize m, mwSize n, mxClassID classid, mxComplexity flag);
 mxArray* mxCreateNumericArray(mwSize ndim, const mwSize* dims, mxClassID classid,
                               mxComplexity flag);
+mxArray* mxCreateSparse(mwSize m, mwSize n, mwSize nzmax, mxComplexity flag);
+mxArray* mxCreateSparseLogicalMatrix(mwSize m, mwSize n, mwSize nzmax);
 mxArray* mxCreateString(const char* str);
 mxArray* mxCreateCellMatrix(mwSize m, mwSize n);
 

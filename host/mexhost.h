@@ -5,7 +5,7 @@
 // arrays left in the output slots, and finally unload the module.
 //
 // Misuse of the MEX API itself (an unknown or destroyed array, a cell index
-// out of range, a complex array) is a programming fault: the layer prints a
+// out of range, the sparse indices of a full array) is a programming fault: the layer prints a
 // line starting with "mex host:" to stderr and aborts, since a real host would
 // crash or raise an error there. The helpers below throw
 // std::invalid_argument instead, so that a wrong result fails one test only.
@@ -41,8 +41,20 @@ int liveArrays();
 // otherwise their count must equal the number of elements. Cells are refused.
 mxArray* makeArray(mxClassID classid, std::vector<mwSize> dims, std::vector<double> values = {});
 
-// All elements as doubles, in column-major order. Cells are refused.
+// A sparse m-by-n array of class double or logical holding the nonzeros of
+// the full column-major values (none if values is empty), with room for
+// exactly as many: reading it as full storage runs past its block.
+mxArray* makeSparse(mxClassID classid, mwSize m, mwSize n, std::vector<double> values);
+
+// A complex numeric array; the imaginary parts convert as the real ones.
+mxArray* makeComplex(mxClassID classid, std::vector<mwSize> dims, std::vector<double> real,
+                     std::vector<double> imaginary);
+
+// All elements as doubles, in column-major order, the real parts of a complex
+// array, every element of a sparse one. Cells are refused.
 std::vector<double> values(const mxArray* a);
+// The imaginary parts of a full complex array.
+std::vector<double> imaginaryValues(const mxArray* a);
 // The sizes, first dimension first.
 std::vector<mwSize> dims(const mxArray* a);
 // The text of a char array as UTF-8, characters in column-major order.

@@ -131,14 +131,13 @@ void Interface::clear(List<T>& list) {
 void Interface::forgetInOptimizers(const void* item) {
     // An optimizer keeps the dataset, error dataset, VOI and optimizable of its
     // last run for the statistics that get reads later; none may outlive its object.
-    // The records of that run are placed on voxels by its data and VOI and
-    // weighed by its error dataset: without one of them they would land on
-    // other voxels than the parameter maps, so they go with it.
+    // The records of that run are read against its data and weighed by its
+    // error dataset: without one of them they would mean something else, so
+    // they go with it. The optimizer keeps its own copy of the run's mask.
     for (auto& entry : optimizer_) {
         Optimizer* o = entry.second;
         if (item != nullptr && (item == static_cast<const void*>(o->getDataset()) ||
-                                item == static_cast<const void*>(o->getErrorDataset()) ||
-                                item == static_cast<const void*>(o->getVOI())))
+                                item == static_cast<const void*>(o->getErrorDataset())))
             o->reset();
         else
             o->forget(item);

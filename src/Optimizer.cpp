@@ -116,6 +116,7 @@ void Optimizer::reset() {
     voi_ = nullptr;
     model_ = nullptr;
     lastRun_ = WorkingSet();
+    runMask_.reset();
     parameterIndex_.clear();
     fitted_.clear();
     linkDrivers_.clear();
@@ -301,6 +302,10 @@ bool Optimizer::prepare() {
 // ---------------------------------------------------------------------------
 // Per-voxel steps
 
+bool Optimizer::inRunMask(unsigned x, unsigned y, unsigned z) const {
+    return runMask_ == nullptr || (*runMask_)(x, y, z) != 0;
+}
+
 bool Optimizer::isActive(unsigned x, unsigned y, unsigned z) const {
     return voi_ == nullptr || (*voi_)(x, y, z) != 0;
 }
@@ -317,6 +322,7 @@ void Optimizer::run() {
         return;
     }
     lastRun_ = WorkingSet{data_, error_, voi_, model_};
+    runMask_.reset(voi_ != nullptr ? new VOI(*voi_) : nullptr);
     const unsigned X = data_->getDimensionX(), Y = data_->getDimensionY(), Z = data_->getDimensionZ();
     Voxel voxel(data_->getDimensionT(), getNumFitted(), error_ != nullptr);
     voxel.count = static_cast<unsigned>(parameters_.size());

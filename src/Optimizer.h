@@ -287,6 +287,12 @@ private:
         Optimizable* model = nullptr;
     };
     WorkingSet lastRun_;
+    // The mask of the last run, kept as a copy: the statistics place the
+    // records on its active voxels even after the VOI itself is gone (the
+    // command layer replaces temporary VOIs). Null: the run had no VOI.
+    std::unique_ptr<VOI> runMask_;
+    // True if voxel (x, y, z) took a record in the last run.
+    bool inRunMask(unsigned x, unsigned y, unsigned z) const;
 
 public:
 

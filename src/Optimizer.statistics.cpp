@@ -215,7 +215,9 @@ Dataset2D<double> Optimizer::getCorr() const {
 // Goodness of fit
 
 void Optimizer::mapGrid(unsigned& X, unsigned& Y, unsigned& Z) const {
-    const Dataset* grid = voi_ != nullptr ? static_cast<const Dataset*>(voi_) : data_;
+    const Dataset* grid = runMask_ != nullptr ? static_cast<const Dataset*>(runMask_.get())
+                          : voi_ != nullptr  ? static_cast<const Dataset*>(voi_)
+                                             : data_;
     X = grid != nullptr ? grid->getDimensionX() : 0;
     Y = grid != nullptr ? grid->getDimensionY() : 0;
     Z = grid != nullptr ? grid->getDimensionZ() : 0;
@@ -235,7 +237,7 @@ Dataset3D<T> Optimizer::fitMap(F f) const {
     for (unsigned x = 0; x < X; ++x)
         for (unsigned y = 0; y < Y; ++y)
             for (unsigned z = 0; z < Z; ++z) {
-                if (!isActive(x, y, z)) continue;
+                if (runMask_ != nullptr ? !inRunMask(x, y, z) : !isActive(x, y, z)) continue;
                 if (record >= parameters_.size()) return map;
                 map(x, y, z) = f(parameters_[record++], n, k, x, y, z);
             }

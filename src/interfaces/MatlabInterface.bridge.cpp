@@ -11,16 +11,20 @@
 // Element classes and types: logical -> unsigned char (2D and 3D input only),
 // double, single -> float, uint8 -> unsigned char, int16 -> short,
 // uint16 -> unsigned short, int32 -> int. Output is always real; "uchar" data
-// leave as uint8.
+// leave as uint8. Input is read only in full storage and only when it is real
+// (FullArray): sparse arrays are expanded, complex ones refused.
 #include "interfaces/MatlabInterface.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <climits>
+#include <cmath>
 #include <memory>
 #include <vector>
 
 #include "Dataset.visit.h"
 #include "VOI.h"
+#include "interfaces/MatlabInterface.args.h"
 #include "util/Message.h"
 
 namespace {
@@ -85,6 +89,26 @@ size_t datasetElementSize(mxClassID id) {
     size_t size = 1;
     dispatchClass(id, [&](auto tag) { size = sizeof(typename decltype(tag)::type); });
     return size;
+}
+
+// Element (row, column) of a sparse array as a double: the stored nonzero of
+// that row in the column, or 0. Rows within a column are searched in order.
+double sparseElement(const mxArray* a, size_t row, size_t column) {
+    const mwIndex* ir = mxGetIr(a);
+    const mwIndex* jc = mxGetJc(a);
+    for (size_t k = size_t(jc[column]); k < size_t(jc[column + 1]); ++k)
+        if (size_t(ir[k]) == row) return elementAsDouble(a, k);
+    return 0.0;
+}
+
+// The shape check of datasetFits for an array of 2 to 4 dimensions: the
+// first three make the volume, the fourth counts the frames.
+bool arrayFitsDataset(const mxArray* a) {
+    const mwSize* dims = mxGetDimensions(a);
+    const size_t n = mxGetNumberOfDimensions(a);
+    double voxels = 1.0;
+    for (size_t k = 0; k < std::min<size_t>(n, 3); ++k) voxels *= std::max(double(dims[k]), 1.0);
+    return mxargs::datasetFits(n > 3 ? double(dims[3]) : 1.0, voxels);
 }
 
 // ---- Transposition of one volume ----
@@ -201,6 +225,68 @@ void copy(mxArray* a, Dataset4D<T>* d) {
     }
 }
 
+// ---- Reading arguments: real arrays in full storage ----
+
+bool mxargs::isReal(const mxArray* a) {
+    if (!mxIsComplex(a)) return true;
+    MESSAGE(1, "KINETRA: complex arrays are not supported, pass the real part\n");
+    return false;
+}
+
+double mxargs::scalar(const mxArray* a) {
+    if (mxIsSparse(a)) return sparseElement(a, 0, 0);
+    return mxGetScalar(a);
+}
+
+bool mxargs::count(double v, double max, unsigned* n) {
+    if (!(v >= 0.0 && v <= max && v == std::floor(v))) {
+        MESSAGE(1, "KINETRA: invalid size %g, expected a whole number from 0 to %.0f\n", v, max);
+        return false;
+    }
+    *n = unsigned(v);
+    return true;
+}
+
+bool mxargs::datasetFits(double frames, double voxels) {
+    frames = std::max(frames, 1.0);
+    voxels = std::max(voxels, 1.0);
+    if (frames <= kMaxSamples && voxels <= double(INT_MAX)) return true;
+    MESSAGE(1, "KINETRA: %.0f frames of %.0f voxels are too many for a dataset\n", frames, voxels);
+    return false;
+}
+
+mxargs::FullArray::FullArray(const mxArray* a) {
+    if (a == nullptr || !isReal(a)) return;
+    if (!mxIsSparse(a)) {
+        full_ = a;
+        return;
+    }
+    // Sparse arrays are two-dimensional, of class double or logical.
+    const size_t m = mxGetDimensions(a)[0], n = mxGetDimensions(a)[1];
+    if (double(m) * double(n) > kMaxElements) {
+        MESSAGE(1, "KINETRA: sparse array of %.0fx%.0f is too large to convert to full\n", double(m), double(n));
+        return;
+    }
+    const bool logical = mxGetClassID(a) == mxLOGICAL_CLASS;
+    owned_ = logical ? mxCreateLogicalMatrix(m, n) : mxCreateDoubleMatrix(m, n, mxREAL);
+    const mwIndex* ir = mxGetIr(a);
+    const mwIndex* jc = mxGetJc(a);
+    void* out = mxGetData(owned_);
+    for (size_t column = 0; column < n; ++column)
+        for (size_t k = size_t(jc[column]); k < size_t(jc[column + 1]); ++k) {
+            const size_t i = size_t(ir[k]) + column * m;
+            if (logical)
+                static_cast<mxLogical*>(out)[i] = elementAsDouble(a, k) != 0.0;
+            else
+                static_cast<double*>(out)[i] = elementAsDouble(a, k);
+        }
+    full_ = owned_;
+}
+
+mxargs::FullArray::~FullArray() {
+    if (owned_ != nullptr) mxDestroyArray(owned_);
+}
+
 // ---- Shapes ----
 
 bool MatlabInterface::isScalar(const mxArray* a) {
@@ -221,9 +307,11 @@ bool MatlabInterface::getPoint(const mxArray* a, int* x, int* y, int* z) {
     if (!mxIsNumeric(a) || mxGetNumberOfDimensions(a) != 2) return false;
     const mwSize m = mxGetDimensions(a)[0], n = mxGetDimensions(a)[1];
     if ((m != 1 && n != 1) || (m != 3 && n != 3)) return false;
-    *x = fromDouble<int>(elementAsDouble(a, 0));
-    *y = fromDouble<int>(elementAsDouble(a, 1));
-    *z = fromDouble<int>(elementAsDouble(a, 2));
+    const mxargs::FullArray full(a);
+    if (!full) return false;
+    *x = fromDouble<int>(elementAsDouble(full.get(), 0));
+    *y = fromDouble<int>(elementAsDouble(full.get(), 1));
+    *z = fromDouble<int>(elementAsDouble(full.get(), 2));
     return true;
 }
 
@@ -232,8 +320,10 @@ bool MatlabInterface::getVector(const mxArray* a, std::vector<double>& v) {
     if (!mxIsNumeric(a) || mxGetNumberOfDimensions(a) != 2) return false;
     const mwSize m = mxGetDimensions(a)[0], n = mxGetDimensions(a)[1];
     if (m != 1 && n != 1) return false;
+    const mxargs::FullArray full(a);
+    if (!full) return false;
     v.resize(m * n);  // the longer size, or 0 for an empty row or column
-    for (size_t i = 0; i < v.size(); ++i) v[i] = elementAsDouble(a, i);
+    for (size_t i = 0; i < v.size(); ++i) v[i] = elementAsDouble(full.get(), i);
     return true;
 }
 
@@ -264,8 +354,13 @@ Dataset* MatlabInterface::createDataset(int nrhs, const mxArray** prhs, int inde
     if (dims != 4 || !withTime || nrhs <= index + 1) return data;
 
     // The T-by-2 time array: frame starts in column 1, lengths in column 2.
-    const mxArray* times = prhs[index + 1];
+    const mxargs::FullArray full(prhs[index + 1]);
+    const mxArray* times = full.get();
     const int frames = int(mxGetDimensions(a)[3]);
+    if (times == nullptr) {  // complex, or too large to expand: said why
+        delete data;
+        return nullptr;
+    }
     if (mxGetClassID(times) != mxDOUBLE_CLASS) {
         MESSAGE(1, "KINETRA: time array should be of type double\n");
         delete data;
@@ -290,7 +385,10 @@ Dataset* MatlabInterface::createDataset(int nrhs, const mxArray** prhs, int inde
     return data;
 }
 
-Dataset* MatlabInterface::createDataset2D(const mxArray* a) {
+Dataset* MatlabInterface::createDataset2D(const mxArray* array) {
+    const mxargs::FullArray full(array);
+    if (!full || !arrayFitsDataset(full.get())) return nullptr;
+    const mxArray* a = full.get();
     if (!allowedArray(a, datasetElementSize(mxGetClassID(a)))) return nullptr;
     const unsigned Y = unsigned(mxGetDimensions(a)[0]), X = unsigned(mxGetDimensions(a)[1]);
     Dataset* result = nullptr;
@@ -310,7 +408,10 @@ Dataset* MatlabInterface::createDataset2D(const mxArray* a) {
     return result;
 }
 
-Dataset* MatlabInterface::createDataset3D(const mxArray* a) {
+Dataset* MatlabInterface::createDataset3D(const mxArray* array) {
+    const mxargs::FullArray full(array);
+    if (!full || !arrayFitsDataset(full.get())) return nullptr;
+    const mxArray* a = full.get();
     if (!allowedArray(a, datasetElementSize(mxGetClassID(a)))) return nullptr;
     const mwSize* dims = mxGetDimensions(a);
     const unsigned Z = unsigned(dims[0]), Y = unsigned(dims[1]), X = unsigned(dims[2]);
@@ -331,7 +432,10 @@ Dataset* MatlabInterface::createDataset3D(const mxArray* a) {
     return result;
 }
 
-Dataset* MatlabInterface::createDataset4D(const mxArray* a) {
+Dataset* MatlabInterface::createDataset4D(const mxArray* array) {
+    const mxargs::FullArray full(array);
+    if (!full || !arrayFitsDataset(full.get())) return nullptr;
+    const mxArray* a = full.get();
     if (!allowedArray(a, datasetElementSize(mxGetClassID(a)))) return nullptr;
     const mwSize* dims = mxGetDimensions(a);
     const unsigned Z = unsigned(dims[0]), Y = unsigned(dims[1]), X = unsigned(dims[2]), T_ = unsigned(dims[3]);
@@ -348,11 +452,14 @@ Dataset* MatlabInterface::createDataset4D(const mxArray* a) {
 
 // Always a VOI, also for a 3D logical array, so that callers may use the
 // result as a VOI (numActive, statistics) whichever branch made it.
-Dataset3D<unsigned char>* MatlabInterface::createVOI(const mxArray* a) {
-    if (mxGetClassID(a) != mxLOGICAL_CLASS) {
+Dataset3D<unsigned char>* MatlabInterface::createVOI(const mxArray* array) {
+    if (mxGetClassID(array) != mxLOGICAL_CLASS) {
         MESSAGE(1, "KINETRA: voi must be of type logical\n");
         return nullptr;
     }
+    const mxargs::FullArray full(array);  // logical arrays are never complex
+    if (!full || !arrayFitsDataset(full.get())) return nullptr;
+    const mxArray* a = full.get();
     const auto* in = static_cast<const mxLogical*>(mxGetData(a));
     if (isScalar(a)) return new VOI(1, 1, 1, static_cast<unsigned char>(in[0]));
     if (!is3D(a)) {

@@ -87,12 +87,18 @@ void MatlabInterface::processCommand(int nlhs, mxArray** plhs, int nrhs, const m
     plhs[0] = mxCreateLogicalScalar(false);
 
     SubCommand* command = get(word, commands_);
-    if (command != nullptr && processArrays(*command, nlhs, plhs, nrhs, prhs)) return;
+    if (command == nullptr || !processArrays(*command, nlhs, plhs, nrhs, prhs)) {
+        // Rebuild the call's line: strings as they are, anything else as "...".
+        std::string line = word;
+        for (int i = 1; i < nrhs; ++i) line += " " + (isString(prhs[i]) ? getString(prhs[i]) : std::string("..."));
+        MESSAGE(1, "KINETRA: unknown or invalid command '%s'\n", line.c_str());
+    }
 
-    // Rebuild the call's line: strings as they are, anything else as "...".
-    std::string line = word;
-    for (int i = 1; i < nrhs; ++i) line += " " + (isString(prhs[i]) ? getString(prhs[i]) : std::string("..."));
-    MESSAGE(1, "KINETRA: unknown or invalid command '%s'\n", line.c_str());
+    // Every output the caller asked for gets a value, so that a form that
+    // fills fewer slots, or none, never makes the caller's assignment fail:
+    // logical false where nothing else was returned.
+    for (int i = 0; i < nlhs || i == 0; ++i)
+        if (plhs[i] == nullptr) plhs[i] = mxCreateLogicalScalar(false);
 }
 
 bool MatlabInterface::commandHelp(int, mxArray**, int nrhs, const mxArray** prhs) {

@@ -130,14 +130,14 @@ bool dataForms(MatlabInterface& w, int nlhs, mxArray** plhs, int nrhs, const mxA
     }
     if (nrhs == 5 && textIs(prhs[3], "volume")) {
         if (!isNumber(prhs[4])) return false;
-        Dataset* volume = getVolume(d, toInt(mxGetScalar(prhs[4])));
+        Dataset* volume = getVolume(d, toInt(scalar(prhs[4])));
         if (volume != nullptr) setOutput(plhs, 0, w.createDataArray3D(volume));
         delete volume;
         return true;
     }
     if (nrhs == 6 && textIs(prhs[3], "slice")) {
         if (!isNumber(prhs[4]) || !isNumber(prhs[5])) return false;
-        Dataset* slice = getSlice(d, toInt(mxGetScalar(prhs[4])), toInt(mxGetScalar(prhs[5])));
+        Dataset* slice = getSlice(d, toInt(scalar(prhs[4])), toInt(scalar(prhs[5])));
         if (slice != nullptr) setOutput(plhs, 0, w.createDataArray2D(slice));
         delete slice;
         return true;
@@ -182,7 +182,9 @@ bool parameterForms(MatlabInterface& w, const std::string& topic, int nlhs, mxAr
     const std::string par = w.getString(prhs[2]);
     if (o->hasParameter(par) >= 0) {
         std::vector<double> times;
-        if (nrhs == 5 && textIs(prhs[3], "der") && numericDimensions(prhs[4]) == 2 && w.getVector(prhs[4], times)) {
+        const bool derForm = nrhs == 5 && textIs(prhs[3], "der") && numericDimensions(prhs[4]) == 2;
+        if (derForm && !isReal(prhs[4])) return true;  // refused with a message; no map in its place
+        if (derForm && w.getVector(prhs[4], times)) {
             // A model without an input has nothing to evaluate.
             if (topic == "model" && static_cast<Model*>(o)->getNumInputs() == 0) {
                 WARNING("no input function set for model '%s'\n", o->getName().c_str());

@@ -124,7 +124,7 @@ bool data(MatlabInterface& w, int nrhs, const mxArray** prhs) {
         if (d->getNumDimensions() != 4)
             WARNING("data '%s' is not 4D\n", name.c_str());
         else
-            setMidframeApprox(d, toInt(mxGetScalar(value)) != 0);
+            setMidframeApprox(d, toInt(scalar(value)) != 0);
     } else if (key == "name") {
         // Only the object's own name changes; the list keeps its old key.
         const std::string newName = text(value);
@@ -159,7 +159,7 @@ bool optimizer(MatlabInterface& w, int nrhs, const mxArray** prhs) {
         p->setSetting(*setting, text(value));
     } else {
         if (!isNumber(value)) return false;
-        p->setSetting(*setting, mxGetScalar(value));
+        p->setSetting(*setting, scalar(value));
     }
     return true;
 }
@@ -199,7 +199,7 @@ bool protocol(MatlabInterface& w, int nrhs, const mxArray** prhs) {
 bool seed(MatlabInterface&, int nrhs, const mxArray** prhs) {
     const mxArray* n = arg(nrhs, prhs, 2);
     if (!isNumber(n)) return false;
-    random_init(toInt(mxGetScalar(n)));
+    random_init(toInt(scalar(n)));
     return true;
 }
 
@@ -207,9 +207,11 @@ bool seed(MatlabInterface&, int nrhs, const mxArray** prhs) {
 // frame times, then one column per curve, becomes a Dataset4D<double> of T =
 // rows frames of X = curves voxels, Y = Z = 1.
 bool tac(MatlabInterface& w, int nrhs, const mxArray** prhs) {
-    const mxArray* table = arg(nrhs, prhs, 3);
-    if (!isText(prhs[2]) || numericDimensions(table) != 2) return false;
-    if (mxGetClassID(table) != mxDOUBLE_CLASS) return false;
+    if (!isText(prhs[2]) || numericDimensions(arg(nrhs, prhs, 3)) != 2) return false;
+    if (mxGetClassID(prhs[3]) != mxDOUBLE_CLASS) return false;
+    const FullArray full(prhs[3]);
+    const mxArray* table = full.get();
+    if (table == nullptr) return false;  // complex, or too large to expand: said why
     const std::string name = text(prhs[2]);
     if (w.getData(name) != nullptr) {
         WARNING("KINETRA: data '%s' exists\n", name.c_str());
@@ -222,6 +224,7 @@ bool tac(MatlabInterface& w, int nrhs, const mxArray** prhs) {
         WARNING("KINETRA: TAC data must have at least 2 columns\n");
         return true;
     }
+    if (!datasetFits(double(size[0]), double(size[1]) - 1)) return true;  // said why; nothing added
     MESSAGE(1, "KINETRA: adding %dx%d TAC as '%s'\n", static_cast<int>(rows), static_cast<int>(columns - 1),
             name.c_str());
     Dataset4D<double>* d = new Dataset4D<double>(rows, columns - 1, 1, 1, 0.0);
@@ -244,7 +247,7 @@ bool verbosity(MatlabInterface&, int nrhs, const mxArray** prhs) {
     if (isText(level))
         v = string2num<int>(text(level));
     else if (isNumber(level))
-        v = toInt(mxGetScalar(level));
+        v = toInt(scalar(level));
     else
         return false;
     _MessageHelper::verbosity_ = std::min(static_cast<unsigned>(v), 4u);

@@ -124,9 +124,9 @@ bool setValueRow(MatlabInterface& w, Optimizable* o, const std::string& par, boo
     }
     if (isNumber(value)) {
         if (init)
-            o->setParameterInitValue(par, mxGetScalar(value));
+            o->setParameterInitValue(par, scalar(value));
         else
-            o->setParameterValue(par, mxGetScalar(value));
+            o->setParameterValue(par, scalar(value));
         return true;
     }
     return false;
@@ -171,7 +171,7 @@ bool parameter(MatlabInterface& w, Optimizable* o, const std::string& par, int n
     }
     if (key == "log" || key == "max" || key == "min") {
         if (!isNumber(value)) return false;
-        const double v = mxGetScalar(value);
+        const double v = scalar(value);
         if (key == "log")
             o->setParameterLog(par, toInt(v) != 0);
         else if (key == "max")
@@ -205,7 +205,7 @@ bool input(MatlabInterface& w, int nrhs, const mxArray** prhs) {
     // The rows in their order; a row whose shape fits takes the call.
     if (word == "cache" && nrhs == 4) {
         if (!isNumber(value)) return false;
-        const int n = toInt(mxGetScalar(value));
+        const int n = toInt(scalar(value));
         f->setCacheLimit(n < 0 ? 0u : static_cast<unsigned>(n));
         return true;
     }
@@ -218,17 +218,16 @@ bool input(MatlabInterface& w, int nrhs, const mxArray** prhs) {
     if (word == "init") return initInput(w, f, nrhs, prhs);
     if ((word == "numconv" || word == "numder" || word == "size") && nrhs == 4) {
         if (!isNumber(value)) return false;
-        const double v = mxGetScalar(value);
+        const double v = scalar(value);
         if (word == "numconv") {
             f->setNumConv(v != 0.0);
         } else if (word == "numder") {
             f->setNumDer(v != 0.0);
         } else {
-            // A negative count has no meaning; as unsigned it would ask for
-            // billions of parameters.
-            const int n = toInt(v);
-            if (n < 0) return false;
-            f->resize(static_cast<unsigned>(n));
+            // One parameter per sample: a count that cannot be meant is
+            // refused with a message and the input stays as it was.
+            unsigned n = 0;
+            if (count(v, kMaxSamples, &n)) f->resize(n);
         }
         return true;
     }
@@ -268,7 +267,7 @@ bool model(MatlabInterface& w, int nrhs, const mxArray** prhs) {
     }
     if (word == "numder" && nrhs == 4) {
         if (!isNumber(value)) return false;
-        m->setNumDer(mxGetScalar(value) != 0.0);
+        m->setNumDer(scalar(value) != 0.0);
         return true;
     }
     if (word == "unit" && nrhs == 4) {

@@ -1,10 +1,14 @@
 // Random deviates: Knuth's subtractive generator, normal and Poisson
 // deviates built on it, and the seed that persists between sessions in
 // $HOME/.seed.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <fstream>
 #include <string>
 
 #include "util/NumUtil.h"
@@ -38,6 +42,33 @@ std::string seedFileName() {
 }
 
 int clockSeed() { return static_cast<int>(std::time(nullptr) & 0x7fffffff); }
+
+// Opens the seed file without waiting and keeps it only if it is a regular
+// file: a FIFO or a device in its place would block the open or the read
+// forever (or never end), so it counts as a missing file. -1 if refused.
+int openSeedFile(const std::string& name, int flags) {
+    const int fd = ::open(name.c_str(), flags | O_NONBLOCK | O_CLOEXEC, 0644);
+    if (fd < 0) return -1;
+    struct stat info;
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+// The integer at the start of the seed file; false if there is none. A seed
+// is a few characters: more than 63 are not read.
+bool readSeed(const std::string& name, int* seed) {
+    const int fd = openSeedFile(name, O_RDONLY);
+    if (fd < 0) return false;
+    char text[64];
+    const ssize_t n = ::read(fd, text, sizeof text - 1);
+    ::close(fd);
+    if (n <= 0) return false;
+    text[n] = '\0';
+    return std::sscanf(text, "%d", seed) == 1;
+}
 
 }  // namespace
 
@@ -143,11 +174,8 @@ double poidev(double mean, int* idum) {
 void random_init(int seed) {
     if (seed <= 0) {
         std::string name = seedFileName();
-        if (!name.empty()) {
-            std::ifstream file(name.c_str());
-            int value = 0;
-            if (file && (file >> value)) seed = value;
-        }
+        int value = 0;
+        if (!name.empty() && readSeed(name, &value)) seed = value;
     }
     if (seed <= 0) seed = clockSeed();
     if (seed <= 0) seed = 1;  // the clock at a multiple of 2^31 seconds
@@ -161,9 +189,15 @@ void random_init(int seed) {
 void random_finish() {
     std::string name = seedFileName();
     if (name.empty()) return;
-    std::ofstream file(name.c_str(), std::ios::out | std::ios::trunc);
-    if (!file) return;
-    file << static_cast<int>(ran3(nullptr) * 2147483647.0) << " \n";
+    // Truncated only once known to be a regular file.
+    const int fd = openSeedFile(name, O_WRONLY | O_CREAT);
+    if (fd < 0) return;
+    char text[32];
+    const int n = std::snprintf(text, sizeof text, "%d \n", static_cast<int>(ran3(nullptr) * 2147483647.0));
+    if (::ftruncate(fd, 0) == 0 && ::write(fd, text, static_cast<size_t>(n)) != n) {
+        // A short write leaves a seed file that the next run reads as best it can.
+    }
+    ::close(fd);
 }
 
 double random(double a, double b) {

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
@@ -188,28 +189,49 @@ std::string stringReplace(const std::string& text, const std::string& from, cons
     return result;
 }
 
-int resolveEnvironmentVariables(std::string& text) {
-    // A variable that refers to itself would expand forever; the passes are
-    // bounded so that such a definition only leaves some markers unresolved.
-    const int maxPasses = 100;
-    int total = 0;
-    for (int pass = 0; pass < maxPasses; ++pass) {
-        int changes = 0;
-        size_t pos = text.find("$(");
-        while (pos != std::string::npos) {
-            size_t close = text.find(')', pos + 2);
-            if (close == std::string::npos) break;  // no closing bracket: left as it is
-            std::string name = text.substr(pos + 2, close - pos - 2);
-            std::string value;
-            if (name == "$") {
-                value = stringPrintf(32, "%d", static_cast<int>(getpid()));
-            } else if (const char* env = std::getenv(name.c_str())) {
-                value = env;
-            }
-            text.replace(pos, close - pos + 1, value);
-            ++changes;
-            pos = text.find("$(", pos + value.size());
+// One pass: every "$(NAME)" outside the values it inserts is replaced. A
+// replacement that would make the text longer than maxLength is not made;
+// the marker and everything after it stay as they are and *full is set.
+// Returns the number of replacements.
+static int resolvePass(std::string& text, size_t maxLength, bool* full) {
+    std::string out;
+    int changes = 0;
+    size_t from = 0;
+    for (size_t pos = text.find("$("); pos != std::string::npos; pos = text.find("$(", from)) {
+        const size_t close = text.find(')', pos + 2);
+        if (close == std::string::npos) break;  // no closing bracket: left as it is
+        const std::string name = text.substr(pos + 2, close - pos - 2);
+        std::string value;
+        if (name == "$") {
+            value = stringPrintf(32, "%d", static_cast<int>(getpid()));
+        } else if (const char* env = std::getenv(name.c_str())) {
+            value = env;
         }
+        if (out.size() + (pos - from) + value.size() + (text.size() - close - 1) > maxLength) {
+            *full = true;
+            break;
+        }
+        out.append(text, from, pos - from);
+        out += value;
+        from = close + 1;
+        ++changes;
+    }
+    if (changes > 0) text = out + text.substr(from);
+    return changes;
+}
+
+int resolveEnvironmentVariables(std::string& text) {
+    // Values may hold further references, so passes repeat until one changes
+    // nothing. A variable that refers to itself would expand forever, and
+    // one that refers to itself twice would double the text at each pass:
+    // both the passes and the length are bounded, and such a text ends with
+    // the markers that did not fit left unresolved.
+    const int maxPasses = 32;
+    const size_t maxLength = std::max<size_t>(text.size(), 65536);
+    int total = 0;
+    bool full = false;
+    for (int pass = 0; pass < maxPasses && !full; ++pass) {
+        const int changes = resolvePass(text, maxLength, &full);
         total += changes;
         if (changes == 0) break;
     }

@@ -122,7 +122,9 @@ std::string stringReplace(const std::string& text, const std::string& from, cons
 
 // Replaces every "$(NAME)" by the value of the environment variable NAME
 // (nothing if it is not set) and "$($)" by the process id, pass after pass
-// until nothing changes. Returns the number of replacements.
+// until nothing changes. Passes and the grown length are bounded (32 passes,
+// 64 KiB or the original length): a self-referencing variable leaves its last
+// markers unresolved. Returns the number of replacements.
 int resolveEnvironmentVariables(std::string& text);
 
 // ---------------------------------------------------------------------------

@@ -204,7 +204,6 @@ TEST(SetInputProtocolOptimizer, Messages) {
     EXPECT_EQ(f->getParameterValue("y2", 0, 0, 0), 3.0);
     s.call({"select", "protocol", "Generic"});
     expectTexts(s, {{{"set", "input", "y9", "value", 1.0}, noParameter + "'y9'\n"},
-                    {{"set", "input", "size", -1.0}, unknown("set input size ...")},
                     {{"set", "protocol", "optimizer", "nosuch"}, "WARNING: optimizer 'nosuch' not found\n"},
                     {{"set", "protocol", "model", "nosuch"}, "WARNING: model 'nosuch' not found\n"},
                     {{"set", "protocol", "reset"}, ""},

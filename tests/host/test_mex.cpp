@@ -198,7 +198,59 @@ TEST_F(MexHostDeathTest, MisuseOfArraysAborts) {
         },
         "already an element");
     EXPECT_DEATH(mxGetCell(mxCreateCellMatrix(2, 2), 4), "index out of range");
-    EXPECT_DEATH(mxCreateDoubleMatrix(1, 1, mxCOMPLEX), "complex");
+    EXPECT_DEATH(mxGetIr(mxCreateDoubleMatrix(1, 1, mxREAL)), "not sparse");
+}
+
+// Sparse arrays hold only their nonzeros: the data block is nnz long (at
+// least 1), rows and column starts describe where they stand.
+TEST_F(MexHost, SparseArraysKeepOnlyTheirNonzeros) {
+    // [0 5 0; 7 0 0] in compressed columns: column 0 holds row 1, column 1 row 0.
+    mxArray* a = mexhost::makeSparse(mxDOUBLE_CLASS, 2, 3, {0, 7, 5, 0, 0, 0});
+    EXPECT_TRUE(mxIsSparse(a) && mxIsNumeric(a) && !mxIsComplex(a));
+    EXPECT_EQ(dims(a), (Dims{2, 3}));
+    EXPECT_EQ(mxGetNumberOfElements(a), 6u);
+    EXPECT_EQ(mxGetNzmax(a), 2u);
+    EXPECT_EQ(std::vector<mwIndex>(mxGetIr(a), mxGetIr(a) + 2), (std::vector<mwIndex>{1, 0}));
+    EXPECT_EQ(std::vector<mwIndex>(mxGetJc(a), mxGetJc(a) + 4), (std::vector<mwIndex>{0, 1, 2, 2}));
+    EXPECT_EQ(mxGetPr(a)[0], 7);
+    EXPECT_EQ(mxGetPr(a)[1], 5);
+    EXPECT_EQ(values(a), (V{0, 7, 5, 0, 0, 0}));
+    EXPECT_EQ(mxGetScalar(a), 0.0) << "element (1,1) is no stored nonzero";
+
+    mxArray* none = mexhost::makeSparse(mxLOGICAL_CLASS, 1, 4, {});
+    EXPECT_TRUE(mxIsSparse(none) && mxIsLogical(none));
+    EXPECT_EQ(mxGetNzmax(none), 1u);
+    EXPECT_NE(mxGetData(none), nullptr);
+    EXPECT_EQ(values(none), V(4, 0.0));
+    mxArray* made = mxCreateSparse(3, 2, 0, mxREAL);
+    EXPECT_EQ(std::vector<mwIndex>(mxGetJc(made), mxGetJc(made) + 3), (std::vector<mwIndex>(3, 0)));
+    mxArray* copy = mxDuplicateArray(a);
+    EXPECT_TRUE(mxIsSparse(copy));
+    EXPECT_EQ(values(copy), values(a));
+    EXPECT_THROW(mexhost::makeSparse(mxINT8_CLASS, 1, 1, {}), std::invalid_argument);
+    destroy({a, none, made, copy});
+}
+
+TEST_F(MexHost, ComplexArraysKeepTheImaginaryPartsApart) {
+    mxArray* c = mexhost::makeComplex(mxDOUBLE_CLASS, {1, 3}, {1, 2, 3}, {-1, 0, 0.5});
+    EXPECT_TRUE(mxIsComplex(c) && !mxIsSparse(c));
+    EXPECT_EQ(values(c), (V{1, 2, 3}));
+    EXPECT_EQ(mexhost::imaginaryValues(c), (V{-1, 0, 0.5}));
+    EXPECT_EQ(mxGetPi(c)[2], 0.5);
+    EXPECT_EQ(mxGetScalar(c), 1.0);
+    mxArray* i16 = mexhost::makeComplex(mxINT16_CLASS, {2, 1}, {1, 2}, {3.4, -4});
+    EXPECT_EQ(mxGetPi(i16), nullptr);
+    EXPECT_EQ(static_cast<int16_t*>(mxGetImagData(i16))[1], -4);
+    mxArray* zero = mxCreateDoubleMatrix(0, 0, mxCOMPLEX);
+    mxArray* real = mxCreateDoubleScalar(2);
+    EXPECT_TRUE(mxIsComplex(zero));
+    EXPECT_FALSE(mxIsComplex(real));
+    EXPECT_EQ(mxGetPi(real), nullptr);
+    mxArray* copy = mxDuplicateArray(c);
+    EXPECT_EQ(mexhost::imaginaryValues(copy), (V{-1, 0, 0.5}));
+    mxArray* sparse = mxCreateSparse(2, 2, 1, mxCOMPLEX);
+    EXPECT_TRUE(mxIsComplex(sparse) && mxIsSparse(sparse) && mxGetPi(sparse) != nullptr);
+    destroy({c, i16, zero, real, copy, sparse});
 }
 
 TEST_F(MexHost, PrintfCollectsOutputAndAtExitRunsTheLatestOnce) {

@@ -1,6 +1,8 @@
 // Numerical library: allocation, random numbers with the seed file, gamma
 // functions and integration, each against an independent oracle.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <climits>
 #include <cmath>
@@ -152,6 +154,32 @@ TEST(NumUtil, SeedFileCarriesTheStreamOver) {
     setenv("HOME", home.c_str(), 1);
     expectClocked(before, clocked);
     EXPECT_FALSE(std::ifstream(seedFile()).good());
+}
+
+// A FIFO or a directory where the seed file belongs is passed over like a
+// missing file: nothing blocks (the child is killed if it waits), the clock
+// seeds, and the object is left as it was.
+TEST(NumUtilDeathTest, SeedFileThatIsNoRegularFileNeverBlocks) {
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+    std::remove(seedFile().c_str());
+    for (const bool fifo : {true, false}) {
+        SCOPED_TRACE(fifo ? "fifo" : "directory");
+        ASSERT_EQ(fifo ? mkfifo(seedFile().c_str(), 0600) : mkdir(seedFile().c_str(), 0700), 0);
+        EXPECT_EXIT(
+            {
+                alarm(5);
+                const int before = static_cast<int>(std::time(nullptr));
+                const std::vector<double> clocked = drawsAfterSeed(0, 3);
+                random_finish();
+                const bool ok = clocked == drawsAfterSeed(before, 3) || clocked == drawsAfterSeed(before + 1, 3);
+                std::exit(ok ? 0 : 1);
+            },
+            ::testing::ExitedWithCode(0), "");
+        struct stat info;
+        ASSERT_EQ(stat(seedFile().c_str(), &info), 0);
+        EXPECT_TRUE(fifo ? S_ISFIFO(info.st_mode) : S_ISDIR(info.st_mode));
+        fifo ? std::remove(seedFile().c_str()) : rmdir(seedFile().c_str());
+    }
 }
 
 TEST(NumUtil, DeviatesHaveTheirDistributions) {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <regex>
 #include <sstream>
@@ -113,10 +114,20 @@ TEST(StringUtil, EnvironmentVariablesResolveRepeatedly) {
     s = "keep $(KT_INNER";
     EXPECT_EQ(resolveEnvironmentVariables(s), 0);
     EXPECT_EQ(s, "keep $(KT_INNER");
-    s = "$(KT_SELF)";  // refers to itself: expands a bounded number of times
+    // Self-references expand a bounded number of times and leave a marker;
+    // a doubling one stops at the length bound instead of growing 2^passes.
+    setenv("KT_TWICE", "$(KT_TWICE)$(KT_TWICE)", 1);
+    for (const char* self : {"$(KT_SELF)", "$(KT_TWICE)"}) {
+        s = self;
+        EXPECT_GT(resolveEnvironmentVariables(s), 3) << self;
+        EXPECT_LE(s.size(), 65536u) << self;
+        EXPECT_EQ(s.substr(s.size() - std::strlen(self)), self);
+    }
+    EXPECT_EQ(stringReplace(static_cast<const std::string&>(s), "$(KT_TWICE)", ""), "") << "whole markers only";
+    s = "$(KT_SELF)";
     resolveEnvironmentVariables(s);
-    EXPECT_EQ(s.compare(0, 3, "aaa"), 0);
-    for (const char* name : {"KT_INNER", "KT_OUTER", "KT_SELF"}) unsetenv(name);
+    EXPECT_EQ(s, std::string(32, 'a') + "$(KT_SELF)");
+    for (const char* name : {"KT_INNER", "KT_OUTER", "KT_SELF", "KT_TWICE"}) unsetenv(name);
 }
 
 TEST(StringUtil, FormattedTextWrapsAtTheWidth) {
