@@ -376,6 +376,8 @@ private:
     // Chi-square of the constant model of a voxel (the F-test's reference).
     double constantChiSquare(unsigned x, unsigned y, unsigned z) const;
 
+    struct RegionFit;
+    bool regionFit(VOI* voi, RegionFit& fit) const;
     // False (after the error line) if an input of the model has a parameter
     // map that is neither one value nor on the data's X x Y x Z grid.
     bool inputsOnGrid(unsigned X, unsigned Y, unsigned Z) const;

@@ -156,25 +156,40 @@ std::vector<double> meanCurve(const VOI& region, const Dataset* data, unsigned T
 
 }  // namespace
 
-void Optimizer::computeChiSquare(VOI* voi) {
+// The VOI-level curves: the mean data and error curves over the region (the
+// VOI, or all voxels) in normal units, and the average model. The model is
+// null without data (after the error line), without a model, or when it
+// cannot be averaged.
+struct Optimizer::RegionFit {
+    std::vector<double> d, e;
+    std::unique_ptr<Optimizable> average;
+};
+
+bool Optimizer::regionFit(VOI* voi, RegionFit& fit) const {
     if (data_ == nullptr) {
         ERROR("no data set");
-        return;
+        return false;
     }
-    if (model_ == nullptr) return;
+    if (model_ == nullptr) return false;
     refreshTimes();
     const unsigned T = static_cast<unsigned>(times_.size());
     std::unique_ptr<VOI> whole;
     const VOI* region = regionOf(voi, data_, whole);
-    const std::vector<double> d = meanCurve(*region, data_, T);
-    const std::vector<double> e = meanCurve(*region, error_, T);
+    fit.d = meanCurve(*region, data_, T);
+    fit.e = meanCurve(*region, error_, T);
+    fit.average.reset(model_->createAverage(region));
+    return true;
+}
+
+void Optimizer::computeChiSquare(VOI* voi) {
+    RegionFit fit;
+    if (!regionFit(voi, fit)) return;
     chisquare_ = 0.0;
-    std::unique_ptr<Optimizable> average(model_->createAverage(region));
-    if (!average) return;
+    if (!fit.average) return;
     const double um = model_->getUnit().getFactor();
-    for (unsigned t = 0; t < T; ++t) {
-        const double m = (*average)(times_[t], 0, 0, 0) * um;
-        chisquare_ += ((m - d[t]) / e[t]) * ((m - d[t]) / e[t]);
+    for (unsigned t = 0; t < times_.size(); ++t) {
+        const double m = (*fit.average)(times_[t], 0, 0, 0) * um;
+        chisquare_ += ((m - fit.d[t]) / fit.e[t]) * ((m - fit.d[t]) / fit.e[t]);
     }
 }
 
@@ -182,23 +197,12 @@ void Optimizer::computeCovariance(VOI* voi) {
     const unsigned P = static_cast<unsigned>(fitted_.size());
     covariance_.resize(P, P);
     covariance_ = 0.0;
-    if (data_ == nullptr) {
-        ERROR("no data set");
-        return;
-    }
-    if (model_ == nullptr) return;
-    refreshTimes();
-    const unsigned T = static_cast<unsigned>(times_.size());
-    std::unique_ptr<VOI> whole;
-    const VOI* region = regionOf(voi, data_, whole);
-    const std::vector<double> d = meanCurve(*region, data_, T);
-    const std::vector<double> e = meanCurve(*region, error_, T);
-    std::unique_ptr<Optimizable> average(model_->createAverage(region));
-    if (!average) return;
+    RegionFit fit;
+    if (!regionFit(voi, fit) || !fit.average) return;
     Matrix1 A;
     A.resize(P, P);
-    normalEquations(average.get(), 0, 0, 0, d.data(), e.data(), A);
-    scaleAndInvert(A, chisquare_ / (static_cast<double>(T) - P));
+    normalEquations(fit.average.get(), 0, 0, 0, fit.d.data(), fit.e.data(), A);
+    scaleAndInvert(A, chisquare_ / (static_cast<double>(times_.size()) - P));
     for (unsigned i = 0; i < P; ++i)
         for (unsigned j = 0; j < P; ++j) covariance_(i, j) = A[i + 1][j + 1];
 }

@@ -3,8 +3,24 @@
 #include "Dataset3D.h"
 #include "InputFunction.h"
 
-CardiacModel::CardiacModel(const std::string& name, const Unit& unit, const ModelOrigin& origin)
-    : Model(name, 2, unit, origin) {}
+CardiacModel::CardiacModel(const std::string& name, const Unit& unit, const ModelOrigin& origin, bool furtherInputs)
+    : Model(name, 2, unit, origin), furtherInputs_(furtherInputs) {}
+
+double CardiacModel::withFurtherInputs(double value, double t, unsigned x, unsigned y, unsigned z) const {
+    return furtherInputs_ ? value + furtherInputs(t, x, y, z, scale_) : value;
+}
+
+double CardiacModel::operator()(double t, unsigned x, unsigned y, unsigned z) {
+    precompute(t, x, y, z, false);
+    const double tbv = cache_.p[TBV];
+    return withFurtherInputs(tbv * cache_.ca + (1.0 - tbv) * cache_.p[K1] * cache_.conv, t, x, y, z);
+}
+
+std::vector<double> CardiacModel::computeAll(double t, unsigned x, unsigned y, unsigned z) {
+    precompute(t, x, y, z, false);
+    const double tbv = cache_.p[TBV], c1 = cache_.p[K1] * cache_.conv;
+    return {withFurtherInputs(tbv * cache_.ca + (1.0 - tbv) * c1, t, x, y, z), c1};
+}
 
 void CardiacModel::precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime) {
     if (changed_ || x != x_ || y != y_ || z != z_) {

@@ -11,11 +11,17 @@
 #define KINETRA_MODELS_CARDIACMODEL_H
 
 #include <string>
+#include <vector>
 
 #include "Model.h"
 
 class CardiacModel : public Model {
 public:
+    // y(t) = tbv Ca(t) + (1 - tbv) C1(t) [+ the further inputs, scaled like
+    // the first, where the model takes them]; components: y and C1.
+    double operator()(double t, unsigned x, unsigned y, unsigned z) override;
+    std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
+
     // Myocardial blood flow at a voxel: stored k1 / density, no unit factor.
     double getMBF(unsigned x, unsigned y, unsigned z) const;
     // The k1 map divided by the density; owned by the caller.
@@ -24,7 +30,8 @@ public:
     enum { K1 = 0, TBV = 2 };
 
 protected:
-    CardiacModel(const std::string& name, const Unit& unit, const ModelOrigin& origin);
+    // furtherInputs: whether inputs after the first add to the value.
+    CardiacModel(const std::string& name, const Unit& unit, const ModelOrigin& origin, bool furtherInputs);
 
     // The efflux rate k2 of the tissue compartment, from the cached normal
     // parameters.
@@ -41,6 +48,12 @@ protected:
         double conv = 0.0;              // convExp(k2, t) * scale_
         double convT = 0.0;             // convTimeExp(k2, t) * scale_
     } cache_;
+
+private:
+    // The value plus the further inputs, where the model takes them.
+    double withFurtherInputs(double value, double t, unsigned x, unsigned y, unsigned z) const;
+
+    bool furtherInputs_;
 };
 
 #endif

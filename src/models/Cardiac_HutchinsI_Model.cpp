@@ -3,22 +3,10 @@
 Cardiac_HutchinsI_Model::Cardiac_HutchinsI_Model() : Cardiac_HutchinsI_Model(Unit("kBq/ml"), 0.0, 0.0, 0.0) {}
 
 Cardiac_HutchinsI_Model::Cardiac_HutchinsI_Model(const Unit& unit, double k1, double k2, double tbv)
-    : CardiacModel("Cardiac_HutchinsI", unit, MODEL_ORIGIN(Cardiac_HutchinsI_Model)) {
+    : CardiacModel("Cardiac_HutchinsI", unit, MODEL_ORIGIN(Cardiac_HutchinsI_Model), true) {
     addParameter("k1", Unit("1/min"), k1);
     addParameter("k2", Unit("1/min"), k2);
     addParameter("tbv", Unit(), tbv);
-}
-
-double Cardiac_HutchinsI_Model::operator()(double t, unsigned x, unsigned y, unsigned z) {
-    precompute(t, x, y, z, false);
-    const double tbv = cache_.p[TBV];
-    return tbv * cache_.ca + (1.0 - tbv) * cache_.p[K1] * cache_.conv + furtherInputs(t, x, y, z, scale_);
-}
-
-std::vector<double> Cardiac_HutchinsI_Model::computeAll(double t, unsigned x, unsigned y, unsigned z) {
-    precompute(t, x, y, z, false);
-    const double tbv = cache_.p[TBV], c1 = cache_.p[K1] * cache_.conv;
-    return {tbv * cache_.ca + (1.0 - tbv) * c1 + furtherInputs(t, x, y, z, scale_), c1};
 }
 
 double Cardiac_HutchinsI_Model::analyticDer(unsigned index, double t, unsigned x, unsigned y, unsigned z) {

@@ -7,17 +7,12 @@
 #ifndef KINETRA_MODELS_CARDIAC_HUTCHINSI_MODEL_H
 #define KINETRA_MODELS_CARDIAC_HUTCHINSI_MODEL_H
 
-#include <vector>
-
 #include "models/CardiacModel.h"
 
 class Cardiac_HutchinsI_Model : public CardiacModel {
 public:
     Cardiac_HutchinsI_Model();
     Cardiac_HutchinsI_Model(const Unit& unit, double k1, double k2, double tbv);
-
-    double operator()(double t, unsigned x, unsigned y, unsigned z) override;
-    std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
 
     enum { K1 = 0, K2 = 1, TBV = 2 };
 

@@ -3,22 +3,10 @@
 Water_1TC_Model::Water_1TC_Model() : Water_1TC_Model(Unit("kBq/ml"), 0.0, 0.0, 0.0) {}
 
 Water_1TC_Model::Water_1TC_Model(const Unit& unit, double k1, double Vd, double tbv)
-    : CardiacModel("Water_1TC", unit, MODEL_ORIGIN(Water_1TC_Model)) {
+    : CardiacModel("Water_1TC", unit, MODEL_ORIGIN(Water_1TC_Model), false) {
     addParameter("k1", Unit("1/min"), k1);
     addParameter("Vd", Unit(), Vd);
     addParameter("tbv", Unit(), tbv);
-}
-
-double Water_1TC_Model::operator()(double t, unsigned x, unsigned y, unsigned z) {
-    precompute(t, x, y, z, false);
-    const double tbv = cache_.p[TBV];
-    return tbv * cache_.ca + (1.0 - tbv) * cache_.p[K1] * cache_.conv;
-}
-
-std::vector<double> Water_1TC_Model::computeAll(double t, unsigned x, unsigned y, unsigned z) {
-    precompute(t, x, y, z, false);
-    const double tbv = cache_.p[TBV], c1 = cache_.p[K1] * cache_.conv;
-    return {tbv * cache_.ca + (1.0 - tbv) * c1, c1};
 }
 
 double Water_1TC_Model::analyticDer(unsigned index, double t, unsigned x, unsigned y, unsigned z) {

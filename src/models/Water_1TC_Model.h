@@ -7,17 +7,12 @@
 #ifndef KINETRA_MODELS_WATER_1TC_MODEL_H
 #define KINETRA_MODELS_WATER_1TC_MODEL_H
 
-#include <vector>
-
 #include "models/CardiacModel.h"
 
 class Water_1TC_Model : public CardiacModel {
 public:
     Water_1TC_Model();
     Water_1TC_Model(const Unit& unit, double k1, double Vd, double tbv);
-
-    double operator()(double t, unsigned x, unsigned y, unsigned z) override;
-    std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
 
     enum { K1 = 0, VD = 1, TBV = 2 };
 
