@@ -34,7 +34,11 @@ Dataset2D<T>::Dataset2D(const Dataset2D& other)
 template <class T>
 Dataset2D<T>& Dataset2D<T>::operator=(const Dataset2D& other) {
     if (this == &other) return *this;
-    resize(other.X_, other.Y_);
+    // A copy takes the other's grid exactly, also where an equal element count
+    // alone would let resize keep this one's.
+    if (resize(other.X_, other.Y_) != other.X_ * other.Y_) return *this;
+    X_ = other.X_;
+    Y_ = other.Y_;
     std::copy(other.data_, other.data_ + size_t(other.X_) * other.Y_, data_);
     unit_ = other.unit_;
     spaceUnit_ = other.spaceUnit_;

@@ -87,6 +87,9 @@ TEST(Dataset, ExactResizeAndAssignmentGiveTheRequestedGridAtAnEqualCount) {
     target = counting(3, 1, 2);
     EXPECT_EQ(target.getDimensions(), (std::vector<unsigned>{3, 1, 2}));
     EXPECT_EQ(target(2, 0, 1), 6.0);
+    Dataset2D<double> slice(1, 6, 0.0), wide(6, 1, 2.0);
+    slice = wide;
+    EXPECT_EQ(slice.getDimensions(), (std::vector<unsigned>{6, 1}));
 
     // Every volume of a series takes the grid its cached dimensions report.
     Dataset4D<double> series(2, 1, 2, 3, 1.0);
