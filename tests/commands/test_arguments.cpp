@@ -20,16 +20,15 @@
 
 using test::Arg;
 using test::Result;
+using test::Dims;
+using test::doubles;
 using test::Session;
+using test::unknown;
+using test::Values;
 
 namespace {
 
-using Dims = std::vector<mwSize>;
-using Values = std::vector<double>;
-
 const char* const kComplex = "KINETRA: complex arrays are not supported, pass the real part\n";
-
-mxArray* doubles(Dims sizes, Values v = {}) { return mexhost::makeArray(mxDOUBLE_CLASS, sizes, v); }
 
 // A linear input from a 3-frame TAC, Generic_1TC driven by it, a 4D series
 // of 1x1x2 voxels and 3 frames, the Generic protocol and its optimizer.

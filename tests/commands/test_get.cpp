@@ -13,16 +13,13 @@ using mexhost::dims;
 using mexhost::str;
 using mexhost::values;
 using test::Result;
+using test::Dims;
+using test::doubles;
 using test::Session;
+using test::unknown;
+using test::Values;
 
 namespace {
-
-using Dims = std::vector<mwSize>;
-using Values = std::vector<double>;
-
-mxArray* doubles(Dims sizes, Values v = {}) { return mexhost::makeArray(mxDOUBLE_CLASS, sizes, v); }
-
-std::string unknown(const std::string& line) { return "KINETRA: unknown or invalid command '" + line + "'\n"; }
 
 // A unit cell as (name, type, factor).
 void expectUnit(const mxArray* cell, const std::string& name, const std::string& type, double factor) {

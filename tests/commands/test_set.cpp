@@ -17,15 +17,11 @@
 #include "util/NumUtil.h"
 
 using test::Arg;
+using test::doubles;
 using test::Session;
+using test::unknown;
 
 namespace {
-
-mxArray* doubles(std::vector<mwSize> dims, std::vector<double> values = {}) {
-    return mexhost::makeArray(mxDOUBLE_CLASS, dims, values);
-}
-
-std::string unknown(const std::string& line) { return "KINETRA: unknown or invalid command '" + line + "'\n"; }
 
 // Calls in order, each with the text it must print.
 void expectTexts(Session& s, const std::vector<std::pair<std::vector<Arg>, std::string>>& cases) {

@@ -18,14 +18,13 @@
 using mexhost::dims;
 using mexhost::values;
 using test::Result;
+using test::Dims;
+using test::doubles;
 using test::Session;
+using test::unknown;
+using test::Values;
 
 namespace {
-
-using Dims = std::vector<mwSize>;
-using Values = std::vector<double>;
-
-mxArray* doubles(Dims sizes, Values v = {}) { return mexhost::makeArray(mxDOUBLE_CLASS, sizes, v); }
 
 std::string masked(const std::string& text) { return std::regex_replace(text, std::regex("\\(\\d+\\)"), "(N)"); }
 

@@ -3,22 +3,7 @@
 % module a hundred times leaves no file open.
 function test_lifecycle()
   addpath(fullfile(fileparts(mfilename('fullpath')), '..', '..', 'examples'));
-  failures = {};
-  try
-    failures = [failures, memory_stays_flat()];
-  catch err
-    failures{end + 1} = ['memory: Octave error: ' err.message];
-  end
-  try
-    failures = [failures, descriptors_stay_flat()];
-  catch err
-    failures{end + 1} = ['descriptors: Octave error: ' err.message];
-  end
-  if ~isempty(failures)
-    printf('FAILED %s\n', failures{:});
-    error('test_lifecycle failed (%d)', numel(failures));
-  end
-  printf('test_lifecycle passed\n');
+  run_sections('test_lifecycle', {@memory_stays_flat, @descriptors_stay_flat}, false);
 end
 
 function kb = rss()
@@ -117,6 +102,3 @@ function f = descriptors_stay_flat()
   if exist(logfile, 'file'), delete(logfile); end
 end
 
-function f = expect(f, ok, varargin)
-  if ~ok, f{end + 1} = sprintf(varargin{:}); end
-end

@@ -8,28 +8,7 @@ function test_sequences(varargin)
   addpath(fullfile(fileparts(mfilename('fullpath')), '..', '..', 'examples'));
   sections = {@two_grids_of_one_count, @input_from_other_grids, @results_after_refused_process, ...
               @renamed_temporary, @every_form_every_output_count, @sparse_and_complex_arrays};
-  failures = {};
-  for i = 1:numel(sections)
-    name = func2str(sections{i});
-    if nargin > 0 && ~any(strcmp(name, varargin)), continue; end
-    try
-      clear kinetra;
-      evalc('kinetra(''reset'');');
-      failures = [failures, cellfun(@(f) [name ': ' f], sections{i}(), 'UniformOutput', false)];
-    catch err
-      failures{end + 1} = sprintf('%s: Octave error: %s', name, err.message);
-    end
-  end
-  if ~isempty(failures)
-    printf('FAILED %s\n', failures{:});
-    error('test_sequences failed (%d)', numel(failures));
-  end
-  printf('test_sequences passed\n');
-end
-
-function f = expect(f, ok, varargin)
-  % Appends the message to the failures f unless ok holds.
-  if ~ok, f{end + 1} = sprintf(varargin{:}); end
+  run_sections('test_sequences', sections, true, varargin);
 end
 
 function out = run(varargin)

@@ -14,6 +14,17 @@
 
 namespace test {
 
+using Dims = std::vector<mwSize>;
+using Values = std::vector<double>;
+
+// A double array of the given sizes and values (zeros where none are given).
+inline mxArray* doubles(Dims sizes, Values v = {}) { return mexhost::makeArray(mxDOUBLE_CLASS, sizes, v); }
+
+// The line that the dispatcher prints for a call it did not take.
+inline std::string unknown(const std::string& line) {
+    return "KINETRA: unknown or invalid command '" + line + "'\n";
+}
+
 // One argument of a call: a string, or an array that the call takes over.
 struct Arg {
     Arg(const char* s) : array(mxCreateString(s)) {}
