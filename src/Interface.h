@@ -144,6 +144,17 @@ public:
     void showErrorModel();
     void showParameter(Optimizable* o);
 
+    // Files: a dataset written as an Analyze image, as it stands (scale is the
+    // factor stored in the header) or converted to an element type with the
+    // scale that maps its largest absolute value to the type's largest value.
+    void writeData(Dataset* data, const std::string& name, double scale);
+    void writeTypeData(Dataset* data, const std::string& name, const std::string& typeName);
+
+    // Voxel-wise comparison of two datasets and the union of named VOIs.
+    bool logicalOp3D(Dataset* a, Dataset* b, unsigned int x, unsigned int y, unsigned int z,
+                     const std::string& op);
+    Dataset* jointVOI(const std::vector<std::string>& names);
+
     static void getResources(double& userSeconds, double& systemSeconds, unsigned int& realKB,
                              unsigned int& virtualKB, bool children);
 
