@@ -9,17 +9,6 @@
 
 namespace {
 
-// Messages pass the console's printf twice; a '%' in a user's name is
-// doubled so that it comes out as itself.
-std::string literal(const std::string& text) {
-    std::string out;
-    for (char c : text) {
-        out += c;
-        if (c == '%') out += '%';
-    }
-    return out;
-}
-
 // An empty name and "none" both mean that there is no such object.
 bool given(const std::string& name) { return !name.empty() && name != "none"; }
 
@@ -57,7 +46,7 @@ void Protocol::addData(Dataset* data) {
     const std::string name = data->getName();
     data_.erase(name);
     if (!data_.insert(std::make_pair(name, data)).second)
-        WARNING("Could not add dataset '%s' to protocol '%s'\n", literal(name).c_str(), literal(name_).c_str());
+        WARNING("Could not add dataset '%s' to protocol '%s'\n", messageLiteral(name).c_str(), messageLiteral(name_).c_str());
 }
 
 void Protocol::addVOI(VOI* voi) {
@@ -65,7 +54,7 @@ void Protocol::addVOI(VOI* voi) {
     const std::string name = voi->getName();
     voi_.erase(name);
     if (!voi_.insert(std::make_pair(name, voi)).second)
-        WARNING("Could not add VOI '%s' to protocol '%s'\n", literal(name).c_str(), literal(name_).c_str());
+        WARNING("Could not add VOI '%s' to protocol '%s'\n", messageLiteral(name).c_str(), messageLiteral(name_).c_str());
 }
 
 void Protocol::removeData(Dataset* data) {
@@ -87,14 +76,14 @@ void Protocol::removeVOI(const std::string& name) { voi_.erase(name); }
 Dataset* Protocol::getData(const std::string& name) const {
     auto it = data_.find(name);
     if (it != data_.end()) return it->second;
-    WARNING("no dataset '%s' in protocol '%s'\n", literal(name).c_str(), literal(name_).c_str());
+    WARNING("no dataset '%s' in protocol '%s'\n", messageLiteral(name).c_str(), messageLiteral(name_).c_str());
     return nullptr;
 }
 
 VOI* Protocol::getVOI(const std::string& name) const {
     auto it = voi_.find(name);
     if (it != voi_.end()) return it->second;
-    WARNING("no VOI '%s' in protocol '%s'\n", literal(name).c_str(), literal(name_).c_str());
+    WARNING("no VOI '%s' in protocol '%s'\n", messageLiteral(name).c_str(), messageLiteral(name_).c_str());
     return nullptr;
 }
 
@@ -244,7 +233,7 @@ void Protocol::process(const std::string& data, const std::string& error, const 
 }
 
 void Protocol::printResults(const std::string& title, const std::string& voi, const std::vector<std::string>& names) {
-    MESSAGE(1, "%s parameters on VOI '%s'\n", literal(title).c_str(), literal(voi).c_str());
+    MESSAGE(1, "%s parameters on VOI '%s'\n", messageLiteral(title).c_str(), messageLiteral(voi).c_str());
     MESSAGE(1, "=============================================================================\n");
     _MessageHelper::indent(2);
     const Optimizable* o = optimizer_ != nullptr ? optimizer_->getOptimizable() : nullptr;

@@ -9,15 +9,6 @@
 
 namespace {
 
-std::string literal(const std::string& text) {
-    std::string out;
-    for (char c : text) {
-        out += c;
-        if (c == '%') out += '%';
-    }
-    return out;
-}
-
 bool given(const std::string& name) { return !name.empty() && name != "none"; }
 
 // The frames' model times of a 4D dataset of any element type.
@@ -101,7 +92,7 @@ Dataset4D<double>* Protocol::getTac(const std::string& data, const std::string& 
     }
     const unsigned active = voi.numActive();
     if (active == 0) {
-        WARNING("VOI '%s' has no active voxels\n", literal(voi.getName()).c_str());
+        WARNING("VOI '%s' has no active voxels\n", messageLiteral(voi.getName()).c_str());
         return nullptr;
     }
 

@@ -536,6 +536,34 @@ mxArray* MatlabInterface::createTimeArray(const Dataset* d) {
     return array;
 }
 
+mxArray* MatlabInterface::createTacArray(const Dataset* d) {
+    const bool series = d != nullptr && d->getNumDimensions() == 4;
+    const unsigned T = series ? d->getDimensionT() : 0, columns = series ? d->getDimensionZ() + 1 : 1;
+    mxArray* table = mxCreateDoubleMatrix(static_cast<mwSize>(T), static_cast<mwSize>(columns), mxREAL);
+    double* values = mxGetPr(table);
+    for (unsigned t = 0; t < T; ++t) {
+        values[t] = d->getTime(t);
+        for (unsigned j = 0; j + 1 < columns; ++j) values[t + size_t(j + 1) * T] = d->getValue4D(t, 0, 0, j);
+    }
+    return table;
+}
+
+mxArray* MatlabInterface::createMaskArray(const Dataset* d) {
+    const bool volume = d != nullptr && d->getNumDimensions() == 3;
+    const unsigned X = volume ? d->getDimensionX() : 0, Y = volume ? d->getDimensionY() : 0,
+                   Z = volume ? d->getDimensionZ() : 0;
+    const mwSize dims[3] = {static_cast<mwSize>(Z), static_cast<mwSize>(Y), static_cast<mwSize>(X)};
+    mxArray* mask = mxCreateLogicalArray(3, dims);
+    // Logical elements are one byte in every host. The running index goes
+    // with z fastest, then y, then x: A(z+1, y+1, x+1) is voxel (x, y, z).
+    unsigned char* bytes = static_cast<unsigned char*>(mxGetData(mask));
+    size_t i = 0;
+    for (unsigned x = 0; x < X; ++x)
+        for (unsigned y = 0; y < Y; ++y)
+            for (unsigned z = 0; z < Z; ++z) bytes[i++] = d->getValue3D(x, y, z) != 0 ? 1 : 0;
+    return mask;
+}
+
 // The unit cell: {name; type; factor}.
 void MatlabInterface::addOutputUnit(mxArray** slot, const Unit* unit) {
     if (!slot || !unit) return;

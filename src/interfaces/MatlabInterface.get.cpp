@@ -312,15 +312,8 @@ bool tacTable(MatlabInterface& w, mxArray** plhs, int nrhs, const mxArray** prhs
         c = q->getTac(dataName, errorName, x, y, z);
     }
     if (c == nullptr) return true;
-    const unsigned T = c->getDimensionT(), columns = c->getDimensionZ() + 1;
-    mxArray* table = mxCreateDoubleMatrix(static_cast<mwSize>(T), static_cast<mwSize>(columns), mxREAL);
-    double* values = static_cast<double*>(mxGetData(table));
-    for (unsigned t = 0; t < T; ++t) {
-        values[t] = c->getTime(t);
-        for (unsigned j = 0; j + 1 < columns; ++j) values[t + size_t(j + 1) * T] = (*c)(t, 0, 0, j);
-    }
+    setOutput(plhs, 0, w.createTacArray(c));
     delete c;
-    setOutput(plhs, 0, table);
     return true;
 }
 
@@ -332,17 +325,7 @@ bool voiMask(MatlabInterface& w, mxArray** plhs, const mxArray** prhs) {
         WARNING("VOI '%s' not found\n", name.c_str());
         return true;
     }
-    const unsigned X = v->getDimensionX(), Y = v->getDimensionY(), Z = v->getDimensionZ();
-    const mwSize dims[3] = {static_cast<mwSize>(Z), static_cast<mwSize>(Y), static_cast<mwSize>(X)};
-    mxArray* mask = mxCreateLogicalArray(3, dims);
-    // Logical elements are one byte in every host. The running index goes
-    // with z fastest, then y, then x: A(z+1, y+1, x+1) is voxel (x, y, z).
-    unsigned char* bytes = static_cast<unsigned char*>(mxGetData(mask));
-    size_t i = 0;
-    for (unsigned x = 0; x < X; ++x)
-        for (unsigned y = 0; y < Y; ++y)
-            for (unsigned z = 0; z < Z; ++z) bytes[i++] = (*v)(x, y, z) != 0 ? 1 : 0;
-    setOutput(plhs, 0, mask);
+    setOutput(plhs, 0, w.createMaskArray(v));
     return true;
 }
 

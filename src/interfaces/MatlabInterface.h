@@ -71,6 +71,11 @@ public:
     mxArray* createDataArray3D(const Dataset* d);
     mxArray* createDataArray4D(const Dataset* d);
     mxArray* createTimeArray(const Dataset* d);
+    // A table of curves: the T-by-(Z+1) double matrix of frame times and the
+    // elements (t, 0, 0, z) of a 4D dataset.
+    mxArray* createTacArray(const Dataset* d);
+    // The Z x Y x X logical array, true where a 3D dataset's element is not 0.
+    mxArray* createMaskArray(const Dataset* d);
     void addOutputUnit(mxArray** slot, const Unit* unit);
     // ---- end of the array bridge ----
 };

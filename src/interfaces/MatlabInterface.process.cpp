@@ -15,15 +15,6 @@
 
 namespace {
 
-std::string literal(const std::string& text) {
-    std::string out;
-    for (char c : text) {
-        out += c;
-        if (c == '%') out += '%';
-    }
-    return out;
-}
-
 // The workspace keeps VOIs; a mask that came as a plain volume is copied
 // into one (grid, values, pixel size and origin) and the volume destroyed.
 VOI* asVOI(Dataset3D<unsigned char>* mask) {
@@ -149,9 +140,9 @@ bool MatlabInterface::commandProcess(int, mxArray**, int nrhs, const mxArray** p
     VOI* outputVOI = voiOut ? getVOI(voiOutName) : nullptr;
 
     MESSAGE(1, " \n");
-    MESSAGE(1, "PROTOCOL '%s' DATA '%s' ERROR '%s'\n  VOI_IN '%s' VOI_OUT '%s'\n", literal(protocol->getName()).c_str(),
-            literal(dataName).c_str(), literal(errorName).c_str(), literal(voiInName).c_str(),
-            literal(voiOutName).c_str());
+    MESSAGE(1, "PROTOCOL '%s' DATA '%s' ERROR '%s'\n  VOI_IN '%s' VOI_OUT '%s'\n", messageLiteral(protocol->getName()).c_str(),
+            messageLiteral(dataName).c_str(), messageLiteral(errorName).c_str(), messageLiteral(voiInName).c_str(),
+            messageLiteral(voiOutName).c_str());
     MESSAGE(1, "%s\n", std::string(73, '=').c_str());
     _MessageHelper::indent(2);
 

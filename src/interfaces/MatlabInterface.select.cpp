@@ -5,21 +5,6 @@
 #include "interfaces/MatlabInterface.h"
 #include "util/Message.h"
 
-namespace {
-
-// Message texts pass the console's printf twice: a '%' of the user's words
-// is doubled to come out as itself.
-std::string literal(const std::string& text) {
-    std::string out;
-    for (char c : text) {
-        out += c;
-        if (c == '%') out += '%';
-    }
-    return out;
-}
-
-}  // namespace
-
 // kinetra('select', list, item)
 bool MatlabInterface::commandSelect(int, mxArray**, int nrhs, const mxArray** prhs) {
     if (nrhs != 3) {
@@ -30,7 +15,7 @@ bool MatlabInterface::commandSelect(int, mxArray**, int nrhs, const mxArray** pr
     const std::string item = getString(prhs[2]);
     if (select(list, item)) return true;
     // A failed select leaves nothing selected in that list.
-    WARNING("KINETRA: %s %s not known\n", literal(list).c_str(), literal(item).c_str());
+    WARNING("KINETRA: %s %s not known\n", messageLiteral(list).c_str(), messageLiteral(item).c_str());
     return false;
 }
 

@@ -162,3 +162,12 @@ void SetMessageLogfile(const std::string& name) {
         ERROR("cannot open logfile '%s'", name.c_str());
     }
 }
+
+std::string messageLiteral(const std::string& text) {
+    std::string out;
+    for (char c : text) {
+        out += c;
+        if (c == '%') out += '%';
+    }
+    return out;
+}

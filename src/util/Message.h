@@ -73,6 +73,10 @@ public:
 // that "…/src/interfaces/MatlabInterface.set.cpp" is "interfaces/MatlabInterface".
 std::string moduleName(const char* file);
 
+// A user's text for a message argument: message texts pass the console's
+// printf twice, so a '%' is doubled to come out as itself.
+std::string messageLiteral(const std::string& text);
+
 // Attaches a log file that receives a copy of messages and warnings; the empty
 // name closes it.
 void SetMessageLogfile(const std::string& name);

@@ -224,7 +224,11 @@ TEST(Arguments, EveryRequestedOutputGetsAValue) {
         {"get", "tac", "series", "none", "nosuch"},
         {"show", "model"},
         {"process", "series", "none", "none", "none"},
-        {"delete", "data", "m"},
+        {"delete", "data", "nosuch"},
+        {"create", "data", "nosuch"},
+        {"create", "tac", "m"},
+        {"read", "data", "/nonexistent/file"},
+        {"write", "tac", "f", "m"},
     };
     Session s;
     workspace(s);
