@@ -49,3 +49,10 @@ for z = 1:2
 end
 printf('\n  median relative error: k1 %.2g, k2 %.2g (1%% noise)\n', ...
        median(abs(fk1(:) - k1(:)) ./ k1(:)), median(abs(fk2(:) - k2(:)) ./ k2(:)));
+
+% The fitted k1 map as an Analyze image (k1_map.hdr/.img), read back from the files.
+file = fullfile(tempdir(), 'k1_map');
+kinetra('write', 'data', file, fk1);
+back = kinetra('read', 'data', file);
+printf('\n  k1 map written to %s.hdr/.img and read back: %s, largest difference %g\n', file, ...
+       mat2str(size(back)), max(abs(back(:) - fk1(:))));
