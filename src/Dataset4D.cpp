@@ -320,14 +320,26 @@ bool Dataset4D<T>::read(std::istream& in) {
         in.read(reinterpret_cast<char*>(&times_[t]), 8);
         in.read(reinterpret_cast<char*>(&lengths_[t]), 8);
     }
-    for (unsigned t = 0; t < T_; ++t) volumes_[t].read(in);
+    for (unsigned t = 0; t < T_ && in; ++t) volumes_[t].read(in);
+    // Every volume must hold the first one's grid, or the series' accessors
+    // would index past a smaller volume: a stream that disagrees leaves an
+    // empty series.
+    bool sameGrid = bool(in);
+    for (unsigned t = 1; t < T_ && sameGrid; ++t)
+        sameGrid = volumes_[t].getDimensionX() == volumes_[0].getDimensionX() &&
+                   volumes_[t].getDimensionY() == volumes_[0].getDimensionY() &&
+                   volumes_[t].getDimensionZ() == volumes_[0].getDimensionZ();
+    if (!sameGrid) {
+        clear();
+        return false;
+    }
     // Keep the cached dimensions true to what the volumes now hold.
-    if (volumes_) {
+    if (volumes_ && T_ > 0) {
         X_ = volumes_[0].getDimensionX();
         Y_ = volumes_[0].getDimensionY();
         Z_ = volumes_[0].getDimensionZ();
     }
-    return bool(in);
+    return true;
 }
 
 template <class T>

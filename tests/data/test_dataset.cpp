@@ -346,4 +346,13 @@ TEST(Dataset, RawStreams) {
     EXPECT_EQ(r.getFrameLength(1), 30.0);
     EXPECT_EQ(r(1, 1, 1, 0), 7);
     EXPECT_FALSE(r.read(std::string("/nonexistent/file")));
+    // Volumes of different grids cannot form a series: nothing is kept.
+    const uint32_t other[3] = {1, 2, 1};
+    std::stringstream mixed;
+    mixed.write(reinterpret_cast<const char*>(&frames), 4);
+    mixed << series.str().substr(4, 32) << withHead.str();
+    mixed.write(reinterpret_cast<const char*>(other), sizeof other);
+    mixed << raw.str().substr(0, 2 * sizeof(short));
+    EXPECT_FALSE(r.read(mixed));
+    EXPECT_EQ(r.getDimensionT(), 0u);
 }
