@@ -3,6 +3,7 @@
 #include "util/Analyze.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "util/Analyze.fields.h"
 #include "util/Message.h"
@@ -154,10 +155,13 @@ T* Analyze::readVolume(int t) {
     // Only a volume that lies wholly inside the data file is read, so that
     // the file's length bounds what is allocated.
     if (offset > dataFileSize_ || bytes > dataFileSize_ - offset) return nullptr;
-    T* data = new T[count]();
+    T* data = new T[count];
     in_->clear();
     in_->seekg(std::streamoff(offset), std::ios::beg);
     in_->read(reinterpret_cast<char*>(data), std::streamsize(bytes));
+    // A read that failed part way leaves zeros, never unset memory.
+    const uint64_t got = uint64_t(std::max<std::streamsize>(in_->gcount(), 0));
+    if (got < bytes) std::memset(reinterpret_cast<char*>(data) + got, 0, size_t(bytes - got));
     if (swap_ && sizeof(T) > 1)
         for (uint64_t i = 0; i < count; ++i) reverseBytes(reinterpret_cast<unsigned char*>(data + i), sizeof(T));
     return data;
