@@ -298,21 +298,4 @@ TEST(DatasetFiles, RefusedFiles) {
     }
 }
 
-TEST(DatasetFiles, FiveAndSixDimensionsAreReadAsSeries) {
-    for (int dims : {5, 6}) {
-        TempDir dir;
-        const std::string base = dir / "f";
-        RawHeader h = makeHeader(false, dims, 2, 1, 1, 2, 2, 8);
-        h.put<int16_t>(50, 3);  // dim[5]: not used
-        writeFile(base + ".hdr", h.b);
-        writeFile(base + ".img", Bytes{1, 2, 3, 4});
-        writeFile(base + ".time", std::string("0 5\n5 5\n"));
-        std::unique_ptr<Dataset> d(readAnalyze(base));
-        ASSERT_TRUE(d);
-        EXPECT_EQ(d->getDimensions(), std::vector<unsigned>({2, 1, 1, 2}));
-        EXPECT_EQ(d->getValue4D(1, 1, 0, 0), 4.0);
-        EXPECT_EQ(d->getTime(1), 5.0);
-    }
-}
-
 }  // namespace
