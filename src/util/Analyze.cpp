@@ -9,6 +9,8 @@
 #include "util/Message.h"
 #include "util/StringUtil.h"
 
+#include <sys/stat.h>
+
 using namespace analyzefield;
 
 namespace {
@@ -87,14 +89,15 @@ bool Analyze::open(const std::string& name) {
     if (getNumDimensions() > 3) readTimes();
     const std::string dataName = name_ + ".img";
     std::unique_ptr<std::ifstream> in(new std::ifstream(dataName.c_str(), std::ios::binary));
-    std::streamoff size = -1;
-    if (*in && in->seekg(0, std::ios::end)) size = in->tellg();
-    if (size < 0 || !in->seekg(0, std::ios::beg)) {
+    // Only a regular file has a length to trust: a directory opens as a
+    // stream of endless size that reads nothing.
+    struct stat status;
+    if (!*in || stat(dataName.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
         WARNING("cannot open data file '%s' for reading\n", dataName.c_str());
         return false;
     }
     in_ = std::move(in);
-    dataFileSize_ = uint64_t(size);
+    dataFileSize_ = uint64_t(status.st_size);
     return true;
 }
 

@@ -7,6 +7,8 @@
 #include <memory>
 #include <sstream>
 
+#include <sys/stat.h>
+
 #include "files_support.h"
 #include "util/Analyze.h"
 
@@ -197,6 +199,10 @@ TEST(Analyze, MissingOrShortFilesAreWarnedAndLeaveNeutralValues) {
     EXPECT_EQ(a.getDimX(), 3);
     EXPECT_FALSE(a.hasData());
     EXPECT_EQ(a.readVolume<short>(0), nullptr);
+    // A folder in place of the data file has no length to trust.
+    mkdir((dir / "s.img").c_str(), 0700);
+    EXPECT_FALSE(a.open(dir / "s"));
+    EXPECT_EQ(takeText(), "WARNING: cannot open data file '" + (dir / "s") + ".img' for reading\n");
     {
         Verbosity quiet(0);
         EXPECT_FALSE(a.open(dir / "none"));
