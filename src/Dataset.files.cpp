@@ -83,13 +83,13 @@ Analyze* makeAnalyze(const D* data) {
     using T = typename DatasetClass<D>::element;
     constexpr unsigned n = DatasetClass<D>::dimensions;
     const unsigned X = data->getDimensionX(), Y = data->getDimensionY();
-    const unsigned Z = n > 2 ? data->getDimensionZ() : 1, T_ = n > 3 ? data->getDimensionT() : 1;
+    const unsigned Z = n > 2 ? data->getDimensionZ() : 1, frames = n > 3 ? data->getDimensionT() : 1;
     // A size beyond int16 would be written wrapped and describe another image.
-    if (X > kMaxAnalyzeDim || Y > kMaxAnalyzeDim || Z > kMaxAnalyzeDim || T_ > kMaxAnalyzeDim) {
-        ERROR("ANALYZE cannot hold '%s' of size %ux%ux%ux%u (TxZxYxX)", data->getName().c_str(), T_, Z, Y, X);
+    if (X > kMaxAnalyzeDim || Y > kMaxAnalyzeDim || Z > kMaxAnalyzeDim || frames > kMaxAnalyzeDim) {
+        ERROR("ANALYZE cannot hold '%s' of size %ux%ux%ux%u (TxZxYxX)", data->getName().c_str(), frames, Z, Y, X);
         return nullptr;
     }
-    Analyze* file = n == 2 ? new Analyze(Y, X) : n == 3 ? new Analyze(Z, Y, X) : new Analyze(T_, Z, Y, X);
+    Analyze* file = n == 2 ? new Analyze(Y, X) : n == 3 ? new Analyze(Z, Y, X) : new Analyze(frames, Z, Y, X);
     // The type by the element type itself: an empty dataset has no first
     // element to serve as the witness.
     file->setType(T());
