@@ -41,7 +41,7 @@ function write_header(name, order, dim, datatype, bitpix, scale)
   fwrite(fid, uint8('r'), 'uint8');
   fwrite(fid, 0, 'uint8');
   fwrite(fid, [numel(dim), dim, ones(1, 7 - numel(dim))], 'int16');
-  fwrite(fid, uint8(['mm' 0 0]), 'uint8');
+  fwrite(fid, [109 109 0 0], 'uint8');
   fwrite(fid, zeros(1, 10), 'uint8');
   fwrite(fid, [datatype bitpix 0], 'int16');
   fwrite(fid, [3 2 2 2 0 0 0 0], 'float32');
