@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <iostream>
 #include <limits>
+#include <utility>
 
 #include "Dataset.visit.h"
 #include "VOI.h"
@@ -13,15 +14,21 @@
 
 namespace {
 
-struct MethodRow {
-    const char* name;
-    int (Cluster::*run)();
-};
-
-struct DistanceRow {
-    const char* name;
-    double (Cluster::*distance)(const double*, const double*) const;
-};
+// Looks a name up in a table of {name, member} rows: stores the name and the
+// member, or clears both and answers false.
+template <class Member, size_t N>
+bool choose(const std::pair<const char*, Member> (&rows)[N], const std::string& name, std::string* chosen,
+            Member* member) {
+    for (const auto& row : rows)
+        if (name == row.first) {
+            *chosen = name;
+            *member = row.second;
+            return true;
+        }
+    chosen->clear();
+    *member = nullptr;
+    return false;
+}
 
 }  // namespace
 
@@ -32,32 +39,19 @@ Cluster::Cluster(unsigned k) {
 }
 
 void Cluster::setMethod(const std::string& name) {
-    const MethodRow rows[] = {{"k-means", &Cluster::kmeans}, {"threshold", &Cluster::threshold}, {"mean", &Cluster::threshold}};
-    for (const MethodRow& row : rows)
-        if (name == row.name) {
-            method_ = name;
-            run_ = row.run;
-            return;
-        }
-    method_.clear();
-    run_ = nullptr;
-    ERROR("unknown cluster method '%s", name.c_str());
+    using Run = int (Cluster::*)();
+    const std::pair<const char*, Run> rows[] = {
+        {"k-means", &Cluster::kmeans}, {"threshold", &Cluster::threshold}, {"mean", &Cluster::threshold}};
+    if (!choose(rows, name, &method_, &run_)) ERROR("unknown cluster method '%s", name.c_str());
 }
 
 void Cluster::setDistance(const std::string& name) {
-    const DistanceRow rows[] = {{"L1", &Cluster::distanceL1},
-                                {"L2", &Cluster::distanceL2},
-                                {"WL1", &Cluster::distanceWL1},
-                                {"WL2", &Cluster::distanceWL2}};
-    for (const DistanceRow& row : rows)
-        if (name == row.name) {
-            distanceName_ = name;
-            distance_ = row.distance;
-            return;
-        }
-    distanceName_.clear();
-    distance_ = nullptr;
-    ERROR("unknown distance function '%s'", name.c_str());
+    using Distance = double (Cluster::*)(const double*, const double*) const;
+    const std::pair<const char*, Distance> rows[] = {{"L1", &Cluster::distanceL1},
+                                                     {"L2", &Cluster::distanceL2},
+                                                     {"WL1", &Cluster::distanceWL1},
+                                                     {"WL2", &Cluster::distanceWL2}};
+    if (!choose(rows, name, &distanceName_, &distance_)) ERROR("unknown distance function '%s'", name.c_str());
 }
 
 void Cluster::setNumCluster(unsigned k) {
