@@ -154,29 +154,78 @@ void normalizeT(Dataset4D<T>& data, const VOI* voi, bool scale) {
     });
 }
 
+// The curves of up to kBlock voxels at a time, frame-major (value t of voxel
+// j at t * kBlock + j), so that the lag sums and the projection of the
+// components run over contiguous values, which the compiler vectorises.
+constexpr unsigned kBlock = 64;
+
+namespace {
+
+// p[j] += a[j] * b[j] over a whole block: a fixed length and unaliased
+// arguments, so that the compiler vectorises it.
+inline void addProducts(double* __restrict p, const double* __restrict a, const double* __restrict b) {
+    for (unsigned j = 0; j < kBlock; ++j) p[j] += a[j] * b[j];
+}
+
+}  // namespace
+
+// The lag sums of curves given one at a time, kBlock curves at once:
+// lag(d) = sum over curves and t of v(t) v(t + d), and the matrix
+// C(i, j) = lag(|i - j|) / count.
+class LagSums {
+public:
+    explicit LagSums(unsigned frames)
+        : frames_(frames), lag_(frames, 0.0), block_(size_t(frames) * kBlock), partial_(kBlock) {}
+    // Value t of the next curve.
+    double& value(unsigned t) { return block_[size_t(t) * kBlock + filled_]; }
+    // The next curve is complete.
+    void next() {
+        ++count_;
+        if (++filled_ == kBlock) flush();
+    }
+    Dataset2D<double>* matrix() {
+        if (filled_ > 0) flush();
+        auto* C = new Dataset2D<double>(frames_, frames_, 0.0);
+        for (unsigned i = 0; i < frames_; ++i)
+            for (unsigned j = 0; j < frames_; ++j) (*C)(i, j) = lag_[i > j ? i - j : j - i];
+        // No curve: the sums stay 0 rather than become 0/0.
+        if (count_ > 0) *C /= double(count_);
+        return C;
+    }
+
+private:
+    // One partial sum per curve slot; slots past the last curve hold 0 and
+    // add nothing, and whole blocks keep the loops of a fixed length.
+    void flush() {
+        for (unsigned t = 0; t < frames_; ++t)
+            std::fill(block_.begin() + size_t(t) * kBlock + filled_, block_.begin() + size_t(t + 1) * kBlock, 0.0);
+        for (unsigned d = 0; d < frames_; ++d) {
+            double* p = partial_.data();
+            std::fill(p, p + kBlock, 0.0);
+            for (unsigned t = 0; t + d < frames_; ++t)
+                addProducts(p, &block_[size_t(t) * kBlock], &block_[size_t(t + d) * kBlock]);
+            double sum = 0;
+            for (unsigned j = 0; j < filled_; ++j) sum += p[j];
+            lag_[d] += sum;
+        }
+        filled_ = 0;
+    }
+
+    unsigned frames_, filled_ = 0, count_ = 0;
+    std::vector<double> lag_, block_, partial_;
+};
+
 template <class T>
 Dataset2D<double>* corr(const Dataset4D<T>& data, const VOI* voi) {
     const unsigned frames = data.getDimensionT(), voxels = data.getVolumeSize();
-    auto* C = new Dataset2D<double>(frames, frames, 0.0);
-    if (frames == 0) return C;
-    std::vector<double> lag(frames, 0.0), v(frames);
+    LagSums sums(frames);
     const unsigned char* mask = voi != nullptr ? voi->getData() : nullptr;
-    unsigned count = 0;
-    for (unsigned i = 0; i < voxels; ++i) {
+    for (unsigned i = 0; i < voxels && frames > 0; ++i) {
         if (mask != nullptr && mask[i] == 0) continue;
-        ++count;
-        for (unsigned t = 0; t < frames; ++t) v[t] = double(data(t, i));
-        for (unsigned d = 0; d < frames; ++d) {
-            double sum = 0;
-            for (unsigned t = 0; t + d < frames; ++t) sum += v[t] * v[t + d];
-            lag[d] += sum;
-        }
+        for (unsigned t = 0; t < frames; ++t) sums.value(t) = double(data(t, i));
+        sums.next();
     }
-    for (unsigned i = 0; i < frames; ++i)
-        for (unsigned j = 0; j < frames; ++j) (*C)(i, j) = lag[i > j ? i - j : j - i];
-    // No voxel: the sums stay 0 rather than become 0/0.
-    if (count > 0) *C /= double(count);
-    return C;
+    return sums.matrix();
 }
 
 bool eigen(const Dataset2D<double>& matrix, std::vector<double>* values, Dataset2D<double>* vectors) {
@@ -227,10 +276,38 @@ void Filter::tpca(Dataset4D<T>* in, Dataset4D<T>* out, unsigned, VOI* voi) {
     MESSAGE(1, "Filter::tpca()\n");
     *out = *in;
     MESSAGE(1, "  time normalization\n");
-    normalizeT(*out, voi, false);
+    // normalizeT(voi, false) and the lag sums of corr(voi) in one pass: each
+    // curve in the VOI loses its mean and its stored values are summed.
+    // The curves are read and written a block of voxels at a time, each
+    // frame's part of the block in one run.
+    const unsigned frames = out->getDimensionT(), voxels = out->getVolumeSize();
+    std::vector<T*> frame(frames);
+    for (unsigned t = 0; t < frames; ++t) frame[t] = (*out)(t).getData();
+    std::vector<double> x(size_t(frames) * kBlock), y(size_t(frames) * kBlock);
+    LagSums sums(frames);
+    const unsigned char* mask = voi != nullptr ? voi->getData() : nullptr;
+    for (unsigned first = 0; first < voxels && frames > 0; first += kBlock) {
+        const unsigned filled = std::min(kBlock, voxels - first);
+        for (unsigned t = 0; t < frames; ++t)
+            for (unsigned j = 0; j < filled; ++j) x[size_t(t) * kBlock + j] = double(frame[t][first + j]);
+        for (unsigned j = 0; j < filled; ++j) {
+            if (mask != nullptr && mask[first + j] == 0) continue;
+            double sum = 0;
+            for (unsigned t = 0; t < frames; ++t) sum += x[size_t(t) * kBlock + j];
+            const double m = sum / frames;
+            for (unsigned t = 0; t < frames; ++t) {
+                double& v = x[size_t(t) * kBlock + j];
+                v = double(fromDouble<T>(v - m));  // the value as stored
+                sums.value(t) = v;
+            }
+            sums.next();
+        }
+        for (unsigned t = 0; t < frames; ++t)
+            for (unsigned j = 0; j < filled; ++j) frame[t][first + j] = fromDouble<T>(x[size_t(t) * kBlock + j]);
+    }
     if (dump) std::cout << *out;
     MESSAGE(1, "  correlation\n");
-    std::unique_ptr<Dataset2D<double>> C(corr(*out, voi));
+    std::unique_ptr<Dataset2D<double>> C(sums.matrix());
     C->setName(out->getName() + "_corr");
     if (dump) std::cout << *C;
     MESSAGE(1, "  eigen analysis\n");
@@ -239,15 +316,34 @@ void Filter::tpca(Dataset4D<T>* in, Dataset4D<T>* out, unsigned, VOI* voi) {
     eigen(*C, &values, &E);
     E.setName("eigenVector");
     if (dump) std::cout << E;
-    const unsigned frames = out->getDimensionT();
     if (E.getDimensionX() != frames) return;
-    forEachCurve(*out, *out, nullptr, [&](const double* x, double* y) {
-        for (unsigned i = 0; i < frames; ++i) {
-            double sum = 0;
-            for (unsigned j = 0; j < frames; ++j) sum += E(j, i) * x[j];
-            y[i] = sum;
-        }
-    });
+    // y(i) = sum over t of E(t, i) x(t) for every voxel, a block at a time.
+    for (unsigned first = 0; first < voxels; first += kBlock) {
+        const unsigned filled = std::min(kBlock, voxels - first);
+        for (unsigned t = 0; t < frames; ++t)
+            for (unsigned j = 0; j < filled; ++j) x[size_t(t) * kBlock + j] = double(frame[t][first + j]);
+        // Four voxels at a time, their sums held in registers; slots past the
+        // block's last voxel are computed and not used.
+        for (unsigned j = 0; j < kBlock; j += 4)
+            for (unsigned i = 0; i < frames; ++i) {
+                const double* e = &E(0, i);  // E(t, i) for t = 0, 1, ...
+                double y0 = 0, y1 = 0, y2 = 0, y3 = 0;
+                for (unsigned t = 0; t < frames; ++t) {
+                    const double* xt = &x[size_t(t) * kBlock + j];
+                    y0 += e[t] * xt[0];
+                    y1 += e[t] * xt[1];
+                    y2 += e[t] * xt[2];
+                    y3 += e[t] * xt[3];
+                }
+                double* yi = &y[size_t(i) * kBlock + j];
+                yi[0] = y0;
+                yi[1] = y1;
+                yi[2] = y2;
+                yi[3] = y3;
+            }
+        for (unsigned t = 0; t < frames; ++t)
+            for (unsigned j = 0; j < filled; ++j) frame[t][first + j] = fromDouble<T>(y[size_t(t) * kBlock + j]);
+    }
 }
 
 #define KINETRA_FILTER_TIME(T, NAME, CLASS_ID)                                                           \
