@@ -70,6 +70,12 @@ TEST(Filter, VolumeGeometry) {
     ASSERT_EQ(crop2->getDimensions(), (std::vector<unsigned>{3, 3, 1}));
     EXPECT_EQ(crop2->getValue3D(2, 1, 0), 3 + 30 + 300.0);
 
+    // Without a target the result replaces the input.
+    Dataset3D<double> replaced = indexCoded(4, 4, 4);
+    Filter("pad6").compute(&replaced, nullptr, nullptr);
+    ASSERT_EQ(replaced.getDimensions(), (std::vector<unsigned>{6, 6, 6}));
+    EXPECT_EQ(replaced(2, 1, 1), 1.0);
+
     // Integer images: the block mean truncates toward zero.
     Dataset3D<short> neg(2, 2, 2, -1);
     neg(0) = -2;  // mean -9/8
