@@ -117,18 +117,6 @@ TEST(Cluster, ThresholdsAndWeights) {
     takeText();
 }
 
-TEST(Cluster, SeriesMeansAreCurves) {
-    Dataset4D<double> data(20, 3, 2, 1);
-    for (unsigned t = 0; t < 20; ++t)
-        for (unsigned i = 0; i < 6; ++i) data(t, i) = (i % 3) * 10 + std::sin(t + i);
-    Cluster cluster(3);
-    std::unique_ptr<Dataset3D<unsigned char>> image(cluster.compute(&data, nullptr));
-    EXPECT_EQ(cluster.getDimension(), 20u);
-    EXPECT_EQ(cluster.getMean(2).size(), 20u);
-    EXPECT_EQ(labelsOf(*image), (std::vector<int>{1, 2, 3, 1, 2, 3}));
-    takeText();
-}
-
 TEST(Cluster, RefusalsAndNaN) {
     Cluster big(256);
     EXPECT_EQ(big.getNumCluster(), 0u);

@@ -4,7 +4,7 @@
 % k-means labels against a plain vectorised k-means.
 % test_filter_cluster('name', ...) runs only the sections of these names.
 function test_filter_cluster(varargin)
-  sections = {@time_filters_every_type, @volume_filters, @voi_and_norm, @refused_and_unsafe, ...
+  sections = {@time_filters_every_type, @voi_and_norm, @refused_and_unsafe, ...
               @kmeans_against_octave};
   run_sections('test_filter_cluster', sections, true, varargin);
 end
@@ -55,23 +55,6 @@ function f = time_filters_every_type()
   f = expect(f, isequal(p, p7) && ~isempty(strfind(p0, "Filter::tpca()\n  time normalization\n")), 'tpca0 and tpca7 differ');
   c = d - mean(d, 4);
   f = expect(f, abs(sum(p(:) .^ 2) - sum(c(:) .^ 2)) < 1e-6 * sum(c(:) .^ 2), 'tpca does not keep the curves'' length');
-end
-
-function f = volume_filters()
-  f = {};
-  [z, y, x] = ndgrid(0:3, 0:3, 0:3);
-  v = x + 10 * y + 100 * z;  % Matlab order Z, Y, X
-  [p, unit] = kinetra('filter', v, 'pad8');
-  f = expect(f, isequal(size(p), [8 8 8]) && isequal(p(3:6, 3:6, 3:6), v) && sum(p(:)) == sum(v(:)), 'pad8');
-  f = expect(f, iscell(unit) && numel(unit) == 3, 'pad8 unit cell');
-  c = kinetra('filter', v, 'crop1:2,0:0,0:0');
-  f = expect(f, isequal(c, reshape([1 2], 1, 1, 2)), 'crop gives %s', mat2str(c(:)'));
-  dn = kinetra('filter', int16(v), 'down2');
-  ref = int16(fix(v(1:2:end, 1:2:end, 1:2:end) + 0.5 + 5 + 50));
-  f = expect(f, isequal(dn, ref), 'down2 of int16');
-  b = kinetra('filter', v, 'block2');
-  f = expect(f, b(1, 1, 1) == 0.125 * v(1, 1, 1) && b(2, 2, 2) == 0.125 * sum(sum(sum(v(1:2, 1:2, 1:2)))) ...
-             && b(4, 4, 4) == 0, 'block2');
 end
 
 function f = voi_and_norm()
