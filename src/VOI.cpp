@@ -110,7 +110,8 @@ double VOI::compute(Statistic statistic, const Dataset3D<T>& data, std::vector<d
         scratch.clear();
         forActive(mask, maskCount, values, dataCount, [&](double v) { scratch.push_back(v); });
         if (scratch.empty()) return 0;
-        std::sort(scratch.begin(), scratch.end());
+        // Element n/2 of the sorted values, found without sorting them all.
+        std::nth_element(scratch.begin(), scratch.begin() + scratch.size() / 2, scratch.end());
         return scratch[scratch.size() / 2];
     }
     }
