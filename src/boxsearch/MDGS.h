@@ -56,7 +56,7 @@ public:
     // Boxes that a search may hold at once (waiting and set aside). Each
     // outer pass doubles them; at this count the search stops cutting and
     // ends, so that a flat or degenerate objective cannot fill the memory.
-    static const size_t kMaxBoxes = 1u << 16;
+    static constexpr size_t kMaxBoxes = 1u << 16;
 
     // The monotonic clock of the process (std::chrono::steady_clock).
     static double steadySeconds();

@@ -2,7 +2,8 @@
 // the search sees a vector of the searched coordinates, the bridge writes
 // it into the fitted parameters of the optimizable at one voxel and returns
 //     chi^2(p) = sum_t (model(t) - y_t)^2                (unweighted)
-//     dchi^2/dp_j = sum_t 2 (model(t) - y_t) dmodel(t)/dp_j.
+//     dchi^2/dp_j = sum_t 2 (model(t) - y_t) dmodel(t)/dp_j,
+// p_j being log10 of the value for a logarithmic parameter.
 // Each search coordinate is one fitted parameter (by fit index); fitted
 // parameters that are not searched keep the values given to setPoint.
 // Everything it needs is its own, so that each voxel's search can have one.
@@ -42,6 +43,7 @@ private:
     Optimizable& model_;
     std::vector<unsigned> indices_;
     std::vector<std::string> names_;
+    std::vector<bool> logScale_;  // by fit index: searched as log10 of the value
     const std::vector<double>& times_;
     const std::vector<double>& data_;
     unsigned x_ = 0, y_ = 0, z_ = 0;
