@@ -239,3 +239,76 @@ TEST(MultiDimGlobalSettings, KeysAndRefusals) {
 }
 
 }  // namespace
+
+namespace {
+
+// Measurements, run by hand (--gtest_also_run_disabled_tests): for the
+// two-minima voxel at max_time 0, 1 and 5 s of wall time, the evaluations
+// and seconds until the search first stands in the lower valley (below the
+// higher minimum) and until it is within 1e-6 of its final best, and the
+// whole search's wall time.
+TEST(MultiDimGlobalMeasure, DISABLED_TwoMinimaEvaluationsAndTime) {
+    TwoMinima scene;
+    scene.run();
+    const double higher = scene.lm.getParameters()[0].chisquare_;
+    struct Improvement {
+        long evaluation;
+        double seconds, value;
+    };
+    for (double limit : {0.0, 1.0, 5.0}) {
+        TwoMinima s;
+        const std::vector<double> t = s.modelTimes(), y = s.curve();
+        GlobalBridge bridge(*s.model, {0, 1}, {"k1", "k2"}, t, y);
+        TBox box(2);
+        box.lb_[0] = 0, box.ub_[0] = 2, box.lb_[1] = 0, box.ub_[1] = 3;
+        MDGSParams params;
+        params.tlimit = limit;
+        params.det_pnts = 5;
+        long evaluations = 0;
+        std::vector<Improvement> improvements;
+        const double t0 = MDGS::steadySeconds();
+        MDGS search(
+            box,
+            [&](const RVector& p) {
+                const double f = bridge.objective(p);
+                ++evaluations;
+                if (improvements.empty() || f < improvements.back().value)
+                    improvements.push_back({evaluations, MDGS::steadySeconds() - t0, f});
+                return f;
+            },
+            [&](const RVector& p, RVector& g) { bridge.gradient(p, g); }, params);
+        search.SetDelta(0.5);
+        search.SetTol(0.001);
+        search.SetMaxIter(100);
+        RVector x(2);
+        search.Search(-1, x);
+        const double wall = MDGS::steadySeconds() - t0;
+        const double best = improvements.empty() ? DBL_MAX : improvements.back().value;
+        Improvement valley{-1, -1, 0}, settled{-1, -1, 0};
+        for (const Improvement& i : improvements) {
+            if (valley.evaluation < 0 && i.value < higher) valley = i;
+            if (settled.evaluation < 0 && i.value <= best + 1e-6 * best) settled = i;
+        }
+        std::printf("max_time %g: %ld evaluations, %ld gradients, %d boxes in %.4f s; lower valley at evaluation %ld "
+                    "(%.4f s), within 1e-6 of the best at %ld (%.4f s); best %.9g, higher minimum %.9g\n",
+                    limit, search.GetNumFunction(), search.GetNumGradient(), search.GetInnerIterations(), wall,
+                    valley.evaluation, valley.seconds, settled.evaluation, settled.seconds, best, higher);
+    }
+    // The optimizer's whole voxel, on the wall clock.
+    for (double limit : {0.0, 1.0, 5.0}) {
+        TwoMinima s;
+        s.global.setClock(MDGS::steadySeconds);
+        s.global.max_time = limit;
+        s.global.setData(s.data.get());
+        s.global.setOptimizable(s.model.get());
+        const double t0 = MDGS::steadySeconds();
+        mexhost::clearOutput();
+        s.global.run();
+        mexhost::takeOutput();
+        std::printf("MultiDimGlobal voxel at max_time %g: %.4f s wall, k2 = %g, chi-square %.9g\n", limit,
+                    MDGS::steadySeconds() - t0, s.model->getParameterValue("k2", 0, 0, 0),
+                    s.global.getParameters()[0].chisquare_);
+    }
+}
+
+}  // namespace
