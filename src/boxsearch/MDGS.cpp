@@ -172,10 +172,8 @@ bool MDGS::Search(int component, RVector& x) {
         const Trial* best = nullptr;
         for (const Trial& t : solSet_)
             if (best == nullptr || t.f_ < best->f_) best = &t;
-        if (best != nullptr)
-            x[component_] = best->x_[0];
-        else if (bestF_ < DBL_MAX)
-            x[component_] = bestX_[0];
+        if (best != nullptr) x[component_] = best->x_[0];
+        else if (bestF_ < DBL_MAX) x[component_] = bestX_[0];
     }
     component_ = -1;
     return true;
@@ -192,14 +190,11 @@ void MDGS::ReduceOrSubdivide(TBox& box) {
     int soft = 0;
     const double L = NewtonTest(box, &soft);
     const int n = box.NStationary();
-    if (n == 0)
-        garbage_.push(box);
-    else if (n == 1 && soft == 0)
-        garbage_.push(box);
+    if (n == 0) garbage_.push(box);
+    else if (n == 1 && soft == 0) garbage_.push(box);
     else if ((n < 2 || box.LowerBound(L) <= fbound_) && unexplored_.size() + garbage_.size() + 2 <= kMaxBoxes)
         subdivide(box);
-    else
-        garbage_.push(box);
+    else garbage_.push(box);
     if (box.fmin_ < fbound_) {
         fbound_ = box.fmin_;
         MESSAGE(5, "*** Improving fbound, fbound=%g\n", fbound_);

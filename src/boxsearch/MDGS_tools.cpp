@@ -142,8 +142,7 @@ double TBox::LowerBound(double L) const {
     double bound = fmin_;
     for (size_t a = 0; a < trials_.size(); ++a)
         for (size_t b = a + 1; b < trials_.size(); ++b) {
-            const double candidate =
-                (trials_[a].f_ + trials_[b].f_ - L * distance(trials_[a].x_, trials_[b].x_)) / 2.0;
+            const double candidate = (trials_[a].f_ + trials_[b].f_ - L * distance(trials_[a].x_, trials_[b].x_)) / 2.0;
             if (candidate < bound) bound = candidate;
         }
     return bound;

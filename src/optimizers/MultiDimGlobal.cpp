@@ -97,8 +97,14 @@ void MultiDimGlobal::run(Voxel& voxel) {
     // The start, moved into the box, is the first candidate: a search that
     // finds nothing lower (no time, no converged local search) still ends
     // on a finite point inside the bounds.
-    for (unsigned i = 0; i < voxel.P; ++i)
-        w.start[i] = w.refused ? voxel.start[i] : std::min(std::max(voxel.start[i], w.lower[i]), w.upper[i]);
+    for (unsigned i = 0; i < voxel.P; ++i) {
+        double& v = w.start[i];
+        v = voxel.start[i];
+        if (w.refused) continue;
+        // A start that is not a number (the logarithm of a start of 0) begins at the middle.
+        v = std::isfinite(v) ? std::min(std::max(v, w.lower[i]), w.upper[i])
+                             : w.lower[i] + (w.upper[i] - w.lower[i]) / 2;
+    }
     bridge.setPoint(w.start);
     RVector& point = w.point;
     for (int j = 0; j < point.size(); ++j) point[j] = w.start[w.searched[static_cast<size_t>(j)]];

@@ -4,7 +4,6 @@
 
 #include <cfloat>
 #include <cmath>
-#include <sstream>
 
 #include "boxsearch/MDGS_tools.h"
 
@@ -119,9 +118,9 @@ TEST(Boxes, OutsideBoxCodes) {
     };
     const double nan = std::nan("");
     const std::vector<Case> cases = {
-        {vec({3, 3}), IN_BOX},       {vec({2, 4}), IN_BOX},           // closed box
-        {vec({5, 3}), OUT_OF_BOX},   {vec({0, 10}), OUT_OF_BOX},      // domain's corner
-        {vec({11, 3}), OUT_OF_DOMAIN}, {vec({3, -1e-300}), OUT_OF_DOMAIN},
+        {vec({3, 3}), IN_BOX},          {vec({2, 4}), IN_BOX},       // closed box
+        {vec({5, 3}), OUT_OF_BOX},      {vec({0, 10}), OUT_OF_BOX},  // domain's corner
+        {vec({11, 3}), OUT_OF_DOMAIN},  {vec({3, -1e-300}), OUT_OF_DOMAIN},
         {vec({nan, 3}), OUT_OF_DOMAIN},
     };
     for (const Case& c : cases) EXPECT_EQ(inner.OutsideBox(c.x, domain), c.code) << c.x;
@@ -151,8 +150,8 @@ TEST(Boxes, LowerBoundAndCloseToMin) {
     };
     const std::vector<Case> cases = {
         {vec({0.5, 0}), 0.6, true, 3, vec({0, 0})},
-        {vec({0.5, 0}), 0.5, false, -1, vec({0.5, 0})},     // not nearer than tol
-        {vec({3, 3.5}), 10.0, true, 3, vec({0, 0})},        // the first in list order
+        {vec({0.5, 0}), 0.5, false, -1, vec({0.5, 0})},  // not nearer than tol
+        {vec({3, 3.5}), 10.0, true, 3, vec({0, 0})},     // the first in list order
         {vec({6, 7.9}), 0.2, true, 1, vec({6, 8})},
     };
     for (const Case& c : cases) {
@@ -190,9 +189,6 @@ TEST(Boxes, SidesTrialsAndClearing) {
     EXPECT_EQ(b.ub_[1], 5.0);  // the corners stay
     b.RemoveTrial(t);          // on an empty box: nothing happens
     EXPECT_EQ(t.f_, 2.0);
-    std::ostringstream out;
-    out << box({0}, {1});
-    EXPECT_EQ(out.str(), "lb=[0] ub=[1] fmin=1.79769e+308 trials=0");
 }
 
 }  // namespace

@@ -48,60 +48,61 @@ struct Searched {
 
 double sq(double x) { return x * x; }
 
-const Problem kDoubleWell = {
-    "double well", {-2}, {2}, [](const RVector& x) { return sq(x[0] * x[0] - 1) + 0.3 * x[0]; },
-    [](const RVector& x, RVector& g) { g[0] = 4 * x[0] * (x[0] * x[0] - 1) + 0.3; }};
+const Problem kDoubleWell = {"double well",
+                             {-2},
+                             {2},
+                             [](const RVector& x) { return sq(x[0] * x[0] - 1) + 0.3 * x[0]; },
+                             [](const RVector& x, RVector& g) { g[0] = 4 * x[0] * (x[0] * x[0] - 1) + 0.3; }};
 
-const Problem kBranin = {
-    "Branin",
-    {-5, 0},
-    {10, 15},
-    [](const RVector& x) {
-        const double b = 5.1 / (4 * kPi * kPi), c = 5 / kPi, s = 10, t = 1 / (8 * kPi);
-        return sq(x[1] - b * x[0] * x[0] + c * x[0] - 6) + s * (1 - t) * std::cos(x[0]) + s;
-    },
-    [](const RVector& x, RVector& g) {
-        const double b = 5.1 / (4 * kPi * kPi), c = 5 / kPi, s = 10, t = 1 / (8 * kPi);
-        const double u = x[1] - b * x[0] * x[0] + c * x[0] - 6;
-        g[0] = 2 * u * (-2 * b * x[0] + c) - s * (1 - t) * std::sin(x[0]);
-        g[1] = 2 * u;
-    }};
+const Problem kBranin = {"Branin",
+                         {-5, 0},
+                         {10, 15},
+                         [](const RVector& x) {
+                             const double b = 5.1 / (4 * kPi * kPi), c = 5 / kPi, s = 10, t = 1 / (8 * kPi);
+                             return sq(x[1] - b * x[0] * x[0] + c * x[0] - 6) + s * (1 - t) * std::cos(x[0]) + s;
+                         },
+                         [](const RVector& x, RVector& g) {
+                             const double b = 5.1 / (4 * kPi * kPi), c = 5 / kPi, s = 10, t = 1 / (8 * kPi);
+                             const double u = x[1] - b * x[0] * x[0] + c * x[0] - 6;
+                             g[0] = 2 * u * (-2 * b * x[0] + c) - s * (1 - t) * std::sin(x[0]);
+                             g[1] = 2 * u;
+                         }};
 
-const Problem kCamel = {
-    "six-hump camel",
-    {-3, -2},
-    {3, 2},
-    [](const RVector& x) {
-        const double a = x[0], b = x[1];
-        return (4 - 2.1 * a * a + a * a * a * a / 3) * a * a + a * b + (-4 + 4 * b * b) * b * b;
-    },
-    [](const RVector& x, RVector& g) {
-        const double a = x[0], b = x[1];
-        g[0] = 8 * a - 8.4 * a * a * a + 2 * a * a * a * a * a + b;
-        g[1] = a - 8 * b + 16 * b * b * b;
-    }};
+const Problem kCamel = {"six-hump camel",
+                        {-3, -2},
+                        {3, 2},
+                        [](const RVector& x) {
+                            const double a = x[0], b = x[1];
+                            return (4 - 2.1 * a * a + a * a * a * a / 3) * a * a + a * b + (-4 + 4 * b * b) * b * b;
+                        },
+                        [](const RVector& x, RVector& g) {
+                            const double a = x[0], b = x[1];
+                            g[0] = 8 * a - 8.4 * a * a * a + 2 * a * a * a * a * a + b;
+                            g[1] = a - 8 * b + 16 * b * b * b;
+                        }};
 
-const Problem kRosenbrock = {
-    "Rosenbrock",
-    {-2, -2},
-    {2, 2},
-    [](const RVector& x) { return sq(1 - x[0]) + 100 * sq(x[1] - x[0] * x[0]); },
-    [](const RVector& x, RVector& g) {
-        g[0] = -2 * (1 - x[0]) - 400 * x[0] * (x[1] - x[0] * x[0]);
-        g[1] = 200 * (x[1] - x[0] * x[0]);
-    }};
+const Problem kRosenbrock = {"Rosenbrock",
+                             {-2, -2},
+                             {2, 2},
+                             [](const RVector& x) { return sq(1 - x[0]) + 100 * sq(x[1] - x[0] * x[0]); },
+                             [](const RVector& x, RVector& g) {
+                                 g[0] = -2 * (1 - x[0]) - 400 * x[0] * (x[1] - x[0] * x[0]);
+                                 g[1] = 200 * (x[1] - x[0] * x[0]);
+                             }};
 
 // The unconstrained minimum (-3, 0.5) lies left of the box: the best point
 // is on the face x = -1, with value 4.
-const Problem kFace = {
-    "minimum on a face", {-1, -1}, {1, 1}, [](const RVector& x) { return sq(x[0] + 3) + sq(x[1] - 0.5); },
-    [](const RVector& x, RVector& g) {
-        g[0] = 2 * (x[0] + 3);
-        g[1] = 2 * (x[1] - 0.5);
-    }};
+const Problem kFace = {"minimum on a face",
+                       {-1, -1},
+                       {1, 1},
+                       [](const RVector& x) { return sq(x[0] + 3) + sq(x[1] - 0.5); },
+                       [](const RVector& x, RVector& g) {
+                           g[0] = 2 * (x[0] + 3);
+                           g[1] = 2 * (x[1] - 0.5);
+                       }};
 
-const Problem kFlat = {"flat", {0, 0}, {1, 1}, [](const RVector&) { return 1.0; },
-                       [](const RVector&, RVector& g) { g = 0.0; }};
+const Problem kFlat = {
+    "flat", {0, 0}, {1, 1}, [](const RVector&) { return 1.0; }, [](const RVector&, RVector& g) { g = 0.0; }};
 
 TEST(BoxSearch, KnownMinimaWithinOneSecond) {
     struct Case {
@@ -219,7 +220,9 @@ TEST(BoxSearch, DomainsWithoutFiniteWidthAreRefused) {
 
 TEST(BoxSearch, ComponentSearchAndSecondSearch) {
     // f(x, y) = (x - 1)^2 + (y - 0.25)^2 searched in y alone, x held at 3.
-    Problem p = {"component", {-1}, {1},
+    Problem p = {"component",
+                 {-1},
+                 {1},
                  [](const RVector& x) { return sq(x[0] - 1) + sq(x[1] - 0.25); },
                  [](const RVector& x, RVector& g) {
                      g[0] = 2 * (x[0] - 1);

@@ -158,19 +158,33 @@ TEST(MultiDimGlobalFit, DegenerateBoxes) {
     const std::vector<Case> cases = {
         {"no time", [](GlobalScene&) {}, 0.0, {}, any, any},
         {"equal bounds pin k2", [](GlobalScene& s) { s.bounds("k2", 0.15, 0.15); }, 0.02, {mustSet}, any, 0.15},
-        {"no bounds at all", [](GlobalScene& s) { s.bounds("k1", 0, 0), s.bounds("k2", 0, 0); }, 0.02,
-         {mustSet, "WARNING: no fitted parameter has a range to search: each voxel is evaluated at its bounds\n"}, 0, 0},
-        {"width beyond the doubles", [](GlobalScene& s) { s.bounds("k1", -1e308, 1e308); }, 0.02,
+        {"no bounds at all",
+         [](GlobalScene& s) { s.bounds("k1", 0, 0), s.bounds("k2", 0, 0); },
+         0.02,
+         {mustSet, "WARNING: no fitted parameter has a range to search: each voxel is evaluated at its bounds\n"},
+         0,
+         0},
+        {"width beyond the doubles",
+         [](GlobalScene& s) { s.bounds("k1", -1e308, 1e308); },
+         0.02,
          {"the bounds [-1e+308, 1e+308] of 'k1' give no finite range to search: the voxels keep their start values"},
-         0.5, 1.5},
-        {"logarithm of a zero bound", [](GlobalScene& s) { s.model->setParameterLog("k2", true); }, 0.02,
-         {"the bounds [0, 3] of 'k2' give no finite range to search"}, 0.5, std::log10(1.5)},
+         0.5,
+         1.5},
+        {"logarithm of a zero bound",
+         [](GlobalScene& s) { s.model->setParameterLog("k2", true); },
+         0.02,
+         {"the bounds [0, 3] of 'k2' give no finite range to search"},
+         0.5,
+         std::log10(1.5)},
         {"no free parameter",
          [](GlobalScene& s) {
              s.model->setParameterState("k1", Parameter::FIXED);
              s.model->setParameterState("k2", Parameter::FIXED);
          },
-         0.02, {"WARNING: no fitted parameter has a range to search"}, 1.0, 5.0},  // as they were
+         0.02,
+         {"WARNING: no fitted parameter has a range to search"},
+         1.0,
+         5.0},  // as they were
     };
     for (const Case& c : cases) {
         TwoMinima s;
@@ -231,8 +245,9 @@ TEST(MultiDimGlobalSettings, KeysAndRefusals) {
               "KINETRA: unknown or invalid command 'set optimizer max_time 5'\n");
     EXPECT_EQ(number("max_time"), 0.0);
     // Set only: get does not read them, show does not list them.
-    EXPECT_EQ(s.call({"get", "optimizer", "delta"}).text,
-              "WARNING: unknown optimizer parameter 'delta'\nKINETRA: unknown or invalid command 'get optimizer delta'\n");
+    EXPECT_EQ(
+        s.call({"get", "optimizer", "delta"}).text,
+        "WARNING: unknown optimizer parameter 'delta'\nKINETRA: unknown or invalid command 'get optimizer delta'\n");
     EXPECT_TRUE(contains(s.call({"show", "optimizer"}).text, "\n*MultiDimGlobal              100    1e-09    0.001\n"));
     s.call({"select", "optimizer", "Levenberg-Marquardt"});
     EXPECT_EQ(s.call({"set", "optimizer", "max_time", 1.0}).text, "WARNING: unknown optimizer parameter 'max_time'\n");
@@ -289,10 +304,11 @@ TEST(MultiDimGlobalMeasure, DISABLED_TwoMinimaEvaluationsAndTime) {
             if (valley.evaluation < 0 && i.value < higher) valley = i;
             if (settled.evaluation < 0 && i.value <= best + 1e-6 * best) settled = i;
         }
-        std::printf("max_time %g: %ld evaluations, %ld gradients, %d boxes in %.4f s; lower valley at evaluation %ld "
-                    "(%.4f s), within 1e-6 of the best at %ld (%.4f s); best %.9g, higher minimum %.9g\n",
-                    limit, search.GetNumFunction(), search.GetNumGradient(), search.GetInnerIterations(), wall,
-                    valley.evaluation, valley.seconds, settled.evaluation, settled.seconds, best, higher);
+        std::printf(
+            "max_time %g: %ld evaluations, %ld gradients, %d boxes in %.4f s; lower valley at evaluation %ld "
+            "(%.4f s), within 1e-6 of the best at %ld (%.4f s); best %.9g, higher minimum %.9g\n",
+            limit, search.GetNumFunction(), search.GetNumGradient(), search.GetInnerIterations(), wall,
+            valley.evaluation, valley.seconds, settled.evaluation, settled.seconds, best, higher);
     }
     // The optimizer's whole voxel, on the wall clock.
     for (double limit : {0.0, 1.0, 5.0}) {
