@@ -10,6 +10,7 @@
 #include "Tracer.h"
 #include "Unit.h"
 #include "optimizers/LevenbergMarquardt.h"
+#include "optimizers/MultiDimGlobal.h"
 #include "util/NumUtil.h"
 
 namespace {
@@ -44,6 +45,7 @@ void Interface::init() {
     for (const char* name : kDefaultErrorModels) addErrorModel(new ErrorModel(name));
     // Optimizers arrive with their classes.
     addOptimizer(new LevenbergMarquardt());
+    addOptimizer(new MultiDimGlobal());
     random_init(0);
 
     currentData_ = nullptr;

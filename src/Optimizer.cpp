@@ -84,7 +84,24 @@ void Optimizer::setSetting(const OptimizerSetting& setting, double value) {
     switch (setting.kind) {
         case OptimizerSetting::INTEGER: *static_cast<int*>(field) = fromDouble<int>(value); break;
         case OptimizerSetting::REAL: *static_cast<double*>(field) = value; break;
-        case OptimizerSetting::RECIPROCAL: *static_cast<double*>(field) = 1.0 / fromDouble<int>(value); break;
+        case OptimizerSetting::RECIPROCAL:
+            // A count below 1 would make the step infinite or negative.
+            if (!(value >= 1.0 && value < 2147483648.0)) {
+                WARNING("invalid value %g for optimizer parameter '%s': a count from 1 to 2147483647 is needed\n",
+                        value, setting.key);
+                break;
+            }
+            *static_cast<double*>(field) = 1.0 / fromDouble<int>(value);
+            break;
+        case OptimizerSetting::SECONDS:
+            if (!(std::isfinite(value) && value >= 0.0)) {
+                WARNING("invalid value %g for optimizer parameter '%s': a finite number of seconds, not negative, "
+                        "is needed\n",
+                        value, setting.key);
+                break;
+            }
+            *static_cast<double*>(field) = value;
+            break;
         case OptimizerSetting::PATH: break;
     }
 }
@@ -99,7 +116,8 @@ double Optimizer::getNumber(const OptimizerSetting& setting) const {
     switch (setting.kind) {
         case OptimizerSetting::INTEGER: return *static_cast<const int*>(field);
         case OptimizerSetting::REAL:
-        case OptimizerSetting::RECIPROCAL: return *static_cast<const double*>(field);
+        case OptimizerSetting::RECIPROCAL:
+        case OptimizerSetting::SECONDS: return *static_cast<const double*>(field);
         case OptimizerSetting::PATH: break;
     }
     return 0.0;

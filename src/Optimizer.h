@@ -87,7 +87,9 @@ struct OptimizerSetting {
         INTEGER,     // an int field; set stores the integer part
         REAL,        // a double field
         PATH,        // a text field, stored with checked directory separators
-        RECIPROCAL,  // a double field that keeps 1 / (integer part of the value)
+        RECIPROCAL,  // a double field that keeps 1 / (integer part of the value),
+                     // for integer parts from 1 to INT_MAX only
+        SECONDS,     // a double field holding a time limit: finite, not negative
     };
     const char* key;
     Kind kind;
@@ -264,7 +266,8 @@ public:
     // The row of a key; null for a key this optimizer does not have.
     const OptimizerSetting* findSetting(const std::string& key) const;
     // Writers and readers of a row's field, by its kind: numbers for the
-    // numeric kinds, text for PATH.
+    // numeric kinds, text for PATH. A value that its kind refuses leaves the
+    // field as it is, after a warning.
     void setSetting(const OptimizerSetting& setting, double value);
     void setSetting(const OptimizerSetting& setting, const std::string& text);
     double getNumber(const OptimizerSetting& setting) const;

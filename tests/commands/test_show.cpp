@@ -75,6 +75,7 @@ const char* const kOptimizerTable =
     "OPTIMIZER                MAXITER ABSCHI^2   DCHI^2\n"
     "==================================================\n"
     "Levenberg-Marquardt          100    1e-09    0.001\n"
+    "MultiDimGlobal               100    1e-09    0.001\n"
     " \n";
 
 const char* const kUnitTable =
