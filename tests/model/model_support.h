@@ -33,10 +33,12 @@ public:
     double operator()(double t, unsigned, unsigned, unsigned) override { return ++values, a_ * t; }
     double convExp(double k, double t, unsigned, unsigned, unsigned) override {
         ++convs;
+        if (k == 0.0) return a_ * t * t / 2;
         return a_ * (t / k - (1 - std::exp(-k * t)) / (k * k));
     }
     double convTimeExp(double k, double t, unsigned, unsigned, unsigned) override {
         ++convTs;
+        if (k == 0.0) return a_ * t * t * t / 3;
         return a_ * (t * t / k - 2 * t / (k * k) + 2 * (1 - std::exp(-k * t)) / (k * k * k));
     }
     void initParameters(const Dataset*, const VOI*) override {}
@@ -112,9 +114,11 @@ struct GaussLegendre {
     }
 };
 
-// int_0^t exp(-k (t - u)) [u] C(u) du: split at the samples so that every
-// piece is smooth, composite Gauss-Legendre over pieces of at most 10 s.
-inline double referenceConv(const Polyline& c, double k, double t, bool timed = false) {
+// int_0^t f(u) du for an integrand f built on the curve: split at the
+// samples so that every piece is smooth, composite Gauss-Legendre over pieces
+// of at most 10 s.
+template <class F>
+double referenceIntegral(const Polyline& c, double t, F f) {
     static const GaussLegendre gauss(12);
     std::vector<double> cuts{0.0};
     for (double T : c.T)
@@ -127,10 +131,15 @@ inline double referenceConv(const Polyline& c, double k, double t, bool timed = 
         for (int p = 0; p < pieces; ++p)
             for (size_t j = 0; j < gauss.x.size(); ++j) {
                 const double u = cuts[i] + (p + 0.5) * h + 0.5 * h * gauss.x[j];
-                sum += 0.5 * h * gauss.w[j] * std::exp(-k * (t - u)) * (timed ? u : 1.0) * c(u);
+                sum += 0.5 * h * gauss.w[j] * f(u);
             }
     }
     return sum;
+}
+
+// int_0^t exp(-k (t - u)) [u] C(u) du.
+inline double referenceConv(const Polyline& c, double k, double t, bool timed = false) {
+    return referenceIntegral(c, t, [&](double u) { return std::exp(-k * (t - u)) * (timed ? u : 1.0) * c(u); });
 }
 
 // The measured blood curve of 30 frames as an input, with its polyline and
