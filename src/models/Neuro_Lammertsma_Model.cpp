@@ -8,7 +8,7 @@
 Neuro_Lammertsma_Model::Neuro_Lammertsma_Model() : Neuro_Lammertsma_Model(Unit("kBq/ml"), 0.0, 0.0, 0.0, 0.0) {}
 
 Neuro_Lammertsma_Model::Neuro_Lammertsma_Model(const Unit& unit, double R1, double k2, double k3, double BPstar)
-    : ReferenceRegionModel("Neuro_Lammertsma", 2, unit, MODEL_ORIGIN(Neuro_Lammertsma_Model)) {
+    : ReferenceRegionModel("Neuro_Lammertsma", unit, MODEL_ORIGIN(Neuro_Lammertsma_Model)) {
     addParameter("R1", Unit("1"), R1);
     addParameter("k2", Unit("1/min"), k2);
     addParameter("k3", Unit("1/min"), k3);

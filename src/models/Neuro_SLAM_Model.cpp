@@ -6,7 +6,7 @@
 Neuro_SLAM_Model::Neuro_SLAM_Model() : Neuro_SLAM_Model(Unit("kBq/ml"), 0.0, 0.0, 0.0) {}
 
 Neuro_SLAM_Model::Neuro_SLAM_Model(const Unit& unit, double R1, double k2, double BPstar)
-    : ReferenceRegionModel("Neuro_SLAM", 2, unit, MODEL_ORIGIN(Neuro_SLAM_Model)) {
+    : ReferenceRegionModel("Neuro_SLAM", unit, MODEL_ORIGIN(Neuro_SLAM_Model)) {
     addParameter("R1", Unit("1"), R1);
     addParameter("k2", Unit("1/min"), k2);
     addParameter("BPstar", Unit("1"), BPstar);

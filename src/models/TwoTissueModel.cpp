@@ -61,7 +61,7 @@ bool TwoTissueCoefficients::compute(double k1, double k2, double k3, double k4) 
 }
 
 TwoTissueModel::TwoTissueModel(const std::string& name, const Unit& unit, const ModelOrigin& origin, Kind kind)
-    : Model(name, 3, unit, origin), kind_(kind) {}
+    : Model(name, 3, unit, origin), kind_(kind), home_(origin) {}
 
 void TwoTissueModel::reportRates() const {
     const TwoTissueCoefficients& c = cache_.c;
@@ -83,8 +83,9 @@ void TwoTissueModel::precompute(double t, unsigned x, unsigned y, unsigned z, bo
     if (kind_ == GENERIC) readParameters(x, y, z);
     InputFunction* input = firstInput();
     if (input == nullptr) {
-        // Reported on every call, in all three classes: nothing to evaluate.
-        ERROR("no input function");
+        // Reported on every call, in all three classes, from the class's own
+        // module: nothing to evaluate, nothing dereferenced.
+        _ErrorHelper(home_.file, home_.line)("no input function");
         cache_.ca = cache_.conv1 = cache_.conv2 = cache_.convT1 = cache_.convT2 = 0.0;
         return;
     }

@@ -96,6 +96,7 @@ private:
     void reportRates() const;
 
     Kind kind_;
+    ModelOrigin home_;  // the concrete class's module, for its error heads
 };
 
 #endif
