@@ -1,12 +1,15 @@
 #include "models/TwoTissueModel.h"
 
 #include <cmath>
+#include <limits>
 
 #include "InputFunction.h"
 #include "models/RateConvolution.h"
 #include "util/Message.h"
 
 namespace {
+const double kNoFetch = std::numeric_limits<double>::quiet_NaN();  // equals no time
+
 // Equal, or both NaN: a set whose rates are not numbers (k1 / V at V = 0) is
 // still the same set, computed and reported once.
 bool same(double a, double b) { return a == b || (a != a && b != b); }
@@ -98,6 +101,7 @@ void TwoTissueModel::precompute(double t, unsigned x, unsigned y, unsigned z, bo
             // A negative D leaves NaN coefficients (not those of the previous
             // set) and changed_ set, so that the next call looks again.
             valid = c.compute(k[0], k[1], k[2], k[3]);
+            t_ = kNoFetch;  // new rates: new convolutions
             if (valid) reportRates();
         }
         if (valid) {
@@ -109,6 +113,15 @@ void TwoTissueModel::precompute(double t, unsigned x, unsigned y, unsigned z, bo
     }
     const bool atVoxel = kind_ == GENERIC;
     const unsigned ix = atVoxel ? x : 0, iy = atVoxel ? y : 0, iz = atVoxel ? z : 0;
+    // The value and the derivatives at one frame ask for the same numbers up
+    // to five times; the last fetch answers them. Its key is the time t_
+    // (dropped by the base when an input is added or removed, and above
+    // when the rates change), the input's voxel and scale_.
+    Fetch& last = cache_.fetched;
+    if (t == t_ && ix == last.x && iy == last.y && iz == last.z && scale_ == last.scale && (last.withTime || !withTime))
+        return;
+    t_ = t;
+    last = Fetch{ix, iy, iz, scale_, withTime};
     // The input takes the rates as positive numbers; 0.0 - lambda keeps a zero +0.
     const double mu1 = 0.0 - cache_.c.lambda1, mu2 = 0.0 - cache_.c.lambda2;
     cache_.ca = (*input)(t, ix, iy, iz) * scale_;

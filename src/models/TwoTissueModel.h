@@ -61,8 +61,8 @@ protected:
     virtual void readParameters(unsigned x, unsigned y, unsigned z) = 0;
 
     // Flag pattern: coefficients anew when the rates differ from those of the
-    // last set (on a change of parameters or voxel); then always Ca, conv1,
-    // conv2 and, withTime, convT1 and convT2.
+    // last set (on a change of parameters or voxel); then Ca, conv1, conv2
+    // and, withTime, convT1 and convT2, unless the last fetch has them.
     void precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime);
 
     // Derivative pieces, after precompute(.., true), in normal units:
@@ -81,6 +81,12 @@ protected:
     double byK3(double t) const { return cache_.wTissue * W(cache_.c.B, cache_.c.E, t); }
     double byK4(double t) const { return cache_.wTissue * W(cache_.c.G, cache_.c.F, t); }
 
+    // The key of the input's numbers in the cache, beside the time t_.
+    struct Fetch {
+        unsigned x, y, z;  // the voxel given to the input
+        double scale;      // scale_ they were multiplied by
+        bool withTime;     // convT1 and convT2 among them
+    };
     struct Cache {
         double p[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0};  // normal parameters by index
         double rate[4] = {0.0, 0.0, 0.0, 0.0};         // k1..k4 of the parameters read
@@ -89,6 +95,7 @@ protected:
         double density = 1.042;                        // myocardium, g/ml (cardiac classes)
         TwoTissueCoefficients c;
         double conv1 = 0.0, conv2 = 0.0, convT1 = 0.0, convT2 = 0.0;  // times scale_
+        Fetch fetched = {0, 0, 0, 0.0, false};
     } cache_;
 
 private:
