@@ -109,7 +109,8 @@ const std::vector<ModelRow>& rows() {
          [](const Values& p, double t, const Blood& b) {
              return TwoTissue(p[1], p[2], p[2] / p[3]).reference(b.line, p[0], p[1], t);
          },
-         {{1.1, 0.3, 0.1, 1.5}, {0.8, 0.15, 0.05, 0.5}, {1.2, 0.5, 0.0, 1.0}},
+         // k3 = 0; and k4 = k2 with a small k3, where S^2 - 4 k2 k4 is small
+         {{1.1, 0.3, 0.1, 1.5}, {0.8, 0.15, 0.05, 0.5}, {1.2, 0.5, 0.0, 1.0}, {1.0, 0.3, 1e-4, 1e-4 / 0.3}},
          true},
     };
     return table;
