@@ -4,8 +4,13 @@
 // A model's name_ is its type name, the same text for all objects of a
 // class. A new model is one include and one row.
 #include "Model.h"
+#include "models/Cardiac_2TC_Model.h"
+#include "models/Cardiac_HutchinsII_Model.h"
 #include "models/Cardiac_HutchinsI_Model.h"
 #include "models/Generic_1TC_Model.h"
+#include "models/Generic_2TC_Model.h"
+#include "models/Neuro_Lammertsma_Model.h"
+#include "models/Neuro_SLAM_Model.h"
 #include "models/Water_1TC_Model.h"
 #include "util/Message.h"
 
@@ -40,15 +45,15 @@ constexpr ModelType row(const char* cloneName) {
 // cloned, and so neither averaged.
 const ModelType kModelTypes[] = {
     row<Generic_1TC_Model>("Generic_1TC"),
-    // row<Generic_2TC_Model>("Generic_2TC"),
-    // row<Cardiac_2TC_Model>("Cardiac_2TC"),
+    row<Generic_2TC_Model>("Generic_2TC"),
+    row<Cardiac_2TC_Model>("Cardiac_2TC"),
     row<Cardiac_HutchinsI_Model>("Cardiac_HutchinsI"),
-    // row<Cardiac_HutchinsII_Model>("Cardiac_HutchinsII"),
+    row<Cardiac_HutchinsII_Model>("Cardiac_HutchinsII"),
     // row<FMISO_2TC_Model>("FMISO_2TC"),
     // row<FMISO_3TC_Model>("FMISO_3TC"),
     // row<Casciari_Model>("Casciari"),
-    // row<Neuro_SLAM_Model>("Neuro_SLAM"),
-    // row<Neuro_Lammertsma_Model>("Neuro_Lammertsma"),
+    row<Neuro_SLAM_Model>("Neuro_SLAM"),
+    row<Neuro_Lammertsma_Model>("Neuro_Lammertsma"),
     row<Water_1TC_Model>("Water_1TC_Model"),
 };
 

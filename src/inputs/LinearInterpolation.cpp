@@ -33,11 +33,15 @@ LinearInterpolation::LinearInterpolation(const std::string& name, const Unit& un
 // No call has ended anywhere yet: a NaN time and rate never compare equal,
 // so the first call of each convolution sums in full.
 void LinearInterpolation::resetChains() {
-    lastIndexConvExp_ = lastIndexConvTimeExp_ = 0;
-    lastTimeConvExp_ = lastTimeConvTimeExp_ = kNoTime;
-    lastKConvExp_ = lastKConvTimeExp_ = kNoTime;
-    lastSumConvExp_ = lastSumConvTimeExp_ = 0.0;
-    prefixConvExp_.count = prefixConvTimeExp_.count = 0;
+    for (ChainPair* chains : {&chainsConvExp_, &chainsConvTimeExp_}) {
+        for (ChainState& c : chains->slot) {
+            c.lastIndex = 0;
+            c.lastTime = c.lastK = kNoTime;
+            c.lastSum = 0.0;
+            c.prefix.count = 0;
+        }
+        chains->lastUsed = 1;
+    }
     for (Terms& e : terms_) e.k = kNoTime;  // a NaN key matches nothing
     termsNext_ = 0;
     decayK_ = decayT_ = decay_ = kNoTime;
@@ -68,7 +72,8 @@ void LinearInterpolation::load(unsigned x, unsigned y, unsigned z) {
     const std::size_t n = time_.size();
     value_.resize(n);
     for (std::size_t i = 0; i < n; ++i) value_[i] = i < parameter_.size() ? parameter_[i].valueAt(x, y, z) : 0.0;
-    prefixConvExp_.count = prefixConvTimeExp_.count = 0;  // new samples
+    for (ChainPair* chains : {&chainsConvExp_, &chainsConvTimeExp_})  // new samples
+        for (ChainState& c : chains->slot) c.prefix.count = 0;
 }
 
 double LinearInterpolation::operator()(double t, unsigned x, unsigned y, unsigned z) {
@@ -223,14 +228,12 @@ double LinearInterpolation::integrateTimeInterval(double k, double a, double b, 
 
 double LinearInterpolation::convExp(double k, double t, unsigned x, unsigned y, unsigned z) {
     if (numconv_) return InputFunction::convExp(k, t, x, y, z);
-    return convolve<false>(k, t, x, y, z, Chain{lastIndexConvExp_, lastTimeConvExp_, lastKConvExp_, lastSumConvExp_, prefixConvExp_});
+    return convolve<false>(k, t, x, y, z, chainsConvExp_.select(k));
 }
 
 double LinearInterpolation::convTimeExp(double k, double t, unsigned x, unsigned y, unsigned z) {
     if (numconv_) return InputFunction::convTimeExp(k, t, x, y, z);
-    return convolve<true>(k, t, x, y, z,
-                          Chain{lastIndexConvTimeExp_, lastTimeConvTimeExp_, lastKConvTimeExp_, lastSumConvTimeExp_,
-                                prefixConvTimeExp_});
+    return convolve<true>(k, t, x, y, z, chainsConvTimeExp_.select(k));
 }
 
 namespace {

@@ -97,6 +97,25 @@ private:
         double& lastSum;
         Prefix& prefix;
     };
+    struct ChainState {
+        std::uint32_t lastIndex;
+        double lastTime, lastK, lastSum;
+        Prefix prefix;
+    };
+    // Two chains per convolution, one per rate, for the models that walk the
+    // frames with two rates at once: a rate takes the chain that last served
+    // it, else the one used less recently. Each chain checks its own key, so
+    // the choice never changes a result.
+    struct ChainPair {
+        ChainState slot[2];
+        unsigned lastUsed;
+        Chain select(double k) {
+            const unsigned s = slot[0].lastK == k ? 0u : (slot[1].lastK == k ? 1u : lastUsed ^ 1u);
+            lastUsed = s;
+            ChainState& c = slot[s];
+            return Chain{c.lastIndex, c.lastTime, c.lastK, c.lastSum, c.prefix};
+        }
+    };
 
     // Prints the assertion report: one parameter per sample is required.
     void assertSizes() const;
@@ -108,16 +127,8 @@ private:
 
     std::vector<double> time_;
     std::vector<double> value_;
-    std::uint32_t lastIndexConvExp_;
-    std::uint32_t lastIndexConvTimeExp_;
-    double lastTimeConvExp_;
-    double lastTimeConvTimeExp_;
-    double lastKConvExp_;
-    double lastKConvTimeExp_;
-    double lastSumConvExp_;
-    double lastSumConvTimeExp_;
-    Prefix prefixConvExp_;
-    Prefix prefixConvTimeExp_;
+    ChainPair chainsConvExp_;
+    ChainPair chainsConvTimeExp_;
     Terms terms_[2];
     unsigned termsNext_;
     double decayK_, decayT_, decay_;

@@ -58,8 +58,13 @@ const char* const kModelTable =
     " \n"
     "MODEL                        NC NI NP D     UNIT\n"
     "================================================\n"
+    "Cardiac_2TC                   3  0  6 0   kBq/ml\n"
     "Cardiac_HutchinsI             2  0  3 0   kBq/ml\n"
+    "Cardiac_HutchinsII            3  0  4 0   kBq/ml\n"
     "Generic_1TC                   2  0  4 0   kBq/ml\n"
+    "Generic_2TC                   3  0  6 0   kBq/ml\n"
+    "Neuro_Lammertsma              2  0  4 0   kBq/ml\n"
+    "Neuro_SLAM                    2  0  3 0   kBq/ml\n"
     "Water_1TC                     2  0  3 0   kBq/ml\n"
     " \n";
 

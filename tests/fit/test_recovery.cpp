@@ -1,9 +1,13 @@
 // Noiseless data made by a model itself are fitted back from a start 30-50%
-// away, voxel by voxel, in a grid whose VOI skips voxels.
+// away, voxel by voxel, in a grid whose VOI skips voxels: the one-tissue
+// models, the two-tissue model with all four rates free and the simplified
+// reference tissue model.
 #include <gtest/gtest.h>
 
 #include "FitFixture.h"
 #include "models/Cardiac_HutchinsI_Model.h"
+#include "models/Generic_2TC_Model.h"
+#include "models/Neuro_SLAM_Model.h"
 #include "models/Water_1TC_Model.h"
 
 namespace {
@@ -45,6 +49,17 @@ TEST(LevenbergMarquardtRecovery, NoiselessDataFromADistantStart) {
          {{"k1", [](unsigned x, unsigned, unsigned) { return 0.8 + 0.3 * x; }, 1.4},
           {"Vd", [](unsigned, unsigned y, unsigned) { return 0.7 + 0.05 * y; }, 0.65},
           {"tbv", [](unsigned, unsigned, unsigned z) { return 0.15 + 0.1 * z; }, 1.35}}},
+        {"Generic2TC all four rates",
+         [] { return new Generic_2TC_Model(Unit("kBq/ml"), 0.0, 0.0, 0.0, 0.0, 1.0, 0.05); }, 2, {"alpha", "beta"},
+         {{"k1", [](unsigned x, unsigned, unsigned) { return 0.3 + 0.1 * x; }, 1.3},
+          {"k2", [](unsigned, unsigned y, unsigned) { return 0.2 + 0.05 * y; }, 0.7},
+          {"k3", [](unsigned, unsigned, unsigned z) { return 0.08 + 0.02 * z; }, 1.3},
+          {"k4", [](unsigned x, unsigned y, unsigned) { return 0.03 + 0.01 * x + 0.005 * y; }, 0.7}}},
+        // The plasma curve stands in for the reference region's.
+        {"NeuroSLAM", [] { return new Neuro_SLAM_Model(); }, 2, {},
+         {{"R1", [](unsigned x, unsigned, unsigned) { return 1.1 + 0.1 * x; }, 0.7},
+          {"k2", [](unsigned, unsigned y, unsigned) { return 0.3 + 0.05 * y; }, 1.3},
+          {"BPstar", [](unsigned, unsigned, unsigned z) { return 1.5 + 0.5 * z; }, 0.7}}},
     };
     const double kSentinel = 123.0;
     for (const Case& c : cases) {

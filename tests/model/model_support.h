@@ -13,6 +13,7 @@
 
 #include "Dataset4D.h"
 #include "InputFunction.h"
+#include "Model.h"
 #include "inputs/LinearInterpolation.h"
 #include "util/Message.h"
 
@@ -25,18 +26,26 @@ struct Verbosity {
     unsigned saved;
 };
 
-// C(t) = a t, with its two convolutions in closed form; counts the calls.
+// C(t) = a t, with its two convolutions in closed form; counts the calls and
+// keeps the voxel of the last one.
 class RampInput : public InputFunction {
 public:
     explicit RampInput(double a = 2.0, const std::string& name = "ramp", const Unit& unit = Unit("kBq/ml"))
         : InputFunction(name, unit), a_(a) {}
-    double operator()(double t, unsigned, unsigned, unsigned) override { return ++values, a_ * t; }
-    double convExp(double k, double t, unsigned, unsigned, unsigned) override {
+    double operator()(double t, unsigned x, unsigned y, unsigned z) override {
+        voxel = {x, y, z};
+        return ++values, a_ * t;
+    }
+    double convExp(double k, double t, unsigned x, unsigned y, unsigned z) override {
         ++convs;
+        voxel = {x, y, z};
+        if (k == 0.0) return a_ * t * t / 2;
         return a_ * (t / k - (1 - std::exp(-k * t)) / (k * k));
     }
-    double convTimeExp(double k, double t, unsigned, unsigned, unsigned) override {
+    double convTimeExp(double k, double t, unsigned x, unsigned y, unsigned z) override {
         ++convTs;
+        voxel = {x, y, z};
+        if (k == 0.0) return a_ * t * t * t / 3;
         return a_ * (t * t / k - 2 * t / (k * k) + 2 * (1 - std::exp(-k * t)) / (k * k * k));
     }
     void initParameters(const Dataset*, const VOI*) override {}
@@ -44,6 +53,7 @@ public:
         for (size_t i = 0; i < v.size(); ++i) addParameter("p" + std::to_string(i), Unit(), v[i]);
     }
     int values = 0, convs = 0, convTs = 0;
+    std::vector<unsigned> voxel;
 
 private:
     double a_;
@@ -112,9 +122,11 @@ struct GaussLegendre {
     }
 };
 
-// int_0^t exp(-k (t - u)) [u] C(u) du: split at the samples so that every
-// piece is smooth, composite Gauss-Legendre over pieces of at most 10 s.
-inline double referenceConv(const Polyline& c, double k, double t, bool timed = false) {
+// int_0^t f(u) du for an integrand f built on the curve: split at the
+// samples so that every piece is smooth, composite Gauss-Legendre over pieces
+// of at most 10 s.
+template <class F>
+double referenceIntegral(const Polyline& c, double t, F f) {
     static const GaussLegendre gauss(12);
     std::vector<double> cuts{0.0};
     for (double T : c.T)
@@ -127,10 +139,15 @@ inline double referenceConv(const Polyline& c, double k, double t, bool timed = 
         for (int p = 0; p < pieces; ++p)
             for (size_t j = 0; j < gauss.x.size(); ++j) {
                 const double u = cuts[i] + (p + 0.5) * h + 0.5 * h * gauss.x[j];
-                sum += 0.5 * h * gauss.w[j] * std::exp(-k * (t - u)) * (timed ? u : 1.0) * c(u);
+                sum += 0.5 * h * gauss.w[j] * f(u);
             }
     }
     return sum;
+}
+
+// int_0^t exp(-k (t - u)) [u] C(u) du.
+inline double referenceConv(const Polyline& c, double k, double t, bool timed = false) {
+    return referenceIntegral(c, t, [&](double u) { return std::exp(-k * (t - u)) * (timed ? u : 1.0) * c(u); });
 }
 
 // The measured blood curve of 30 frames as an input, with its polyline and
@@ -146,6 +163,25 @@ struct Blood {
     }
     // k1/min * conv with k2/min; the curve's time is in seconds.
     double c1(double k1, double k2, double t) const { return k1 / 60 * referenceConv(line, k2 / 60, t); }
+};
+
+// Two inputs in other units than the model's kBq/ml: the blood curve in
+// Bq/ml (scale_ = 1 / 1000) and a slow line in MBq/ml.
+struct TwoInputs {
+    Blood b;
+    std::unique_ptr<LinearInterpolation> first = measuredInput(b.times, b.values, Unit("Bq/ml"), "first");
+    std::vector<double> other = line(b.times);
+    std::unique_ptr<LinearInterpolation> second = measuredInput(b.times, other, Unit("MBq/ml"), "second");
+    Polyline secondLine{b.times, other};
+    void addTo(Model& m) const {
+        m.addInput(first.get());
+        m.addInput(second.get());
+    }
+    static std::vector<double> line(const std::vector<double>& times) {
+        std::vector<double> v;
+        for (double t : times) v.push_back(0.5 + 0.001 * t);
+        return v;
+    }
 };
 
 inline void expectRelative(double actual, double expected, double tolerance, const std::string& what) {

@@ -112,6 +112,48 @@ TEST(LinearInterpolation, ClosedFormsMatchNumericalIntegral) {
         }
 }
 
+// Two rates walked together in frame order, as the two-tissue models ask:
+// each keeps its own chain (one interval per call, reported at verbosity 5)
+// and its results are those of a walk with that rate alone, to the bit.
+TEST(LinearInterpolation, TwoRatesWalkTheirOwnChains) {
+    std::vector<double> starts, lengths;
+    scanFrames(starts, lengths);
+    std::unique_ptr<Dataset4D<double>> d(
+        makeData(starts, lengths, true, 1, 1, [&](unsigned i, unsigned) { return scanBlood(starts[i] + lengths[i] / 2); }));
+    LinearInterpolation both("blood"), alone("blood");
+    {
+        Verbosity quiet(1);
+        both.initParameters(d.get(), nullptr);
+        alone.initParameters(d.get(), nullptr);
+    }
+    const std::vector<double> T = both.getTimes();
+    const double k1 = 2e-4, k2 = 0.03;
+    std::vector<double> c1, c2, ct1, ct2;
+    {
+        Verbosity loud(5);
+        mexhost::clearOutput();
+        for (double t : T) {
+            c1.push_back(both.convExp(k1, t, 0, 0, 0));
+            c2.push_back(both.convExp(k2, t, 0, 0, 0));
+            ct1.push_back(both.convTimeExp(k1, t, 0, 0, 0));
+            ct2.push_back(both.convTimeExp(k2, t, 0, 0, 0));
+        }
+        const std::string out = mexhost::takeOutput();
+        size_t chained = 0;
+        for (size_t at = out.find("using conv"); at != std::string::npos; at = out.find("using conv", at + 1)) ++chained;
+        EXPECT_EQ(chained, 4 * (T.size() - 1));
+    }
+    Verbosity quiet(1);
+    for (size_t i = 0; i < T.size(); ++i) {
+        EXPECT_EQ(alone.convExp(k1, T[i], 0, 0, 0), c1[i]);
+        EXPECT_EQ(alone.convTimeExp(k1, T[i], 0, 0, 0), ct1[i]);
+    }
+    for (size_t i = 0; i < T.size(); ++i) {
+        EXPECT_EQ(alone.convExp(k2, T[i], 0, 0, 0), c2[i]);
+        EXPECT_EQ(alone.convTimeExp(k2, T[i], 0, 0, 0), ct2[i]);
+    }
+}
+
 // A first sample at t = 0 above 0 keeps T[0] = 0; a full sum ending inside the
 // first segment uses the line from (0, 0) to the second sample.
 TEST(LinearInterpolation, CurveStartingAtTimeZero) {

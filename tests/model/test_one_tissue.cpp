@@ -11,16 +11,13 @@
 using namespace model_test;
 
 TEST(OneTissue, FurtherInputsAndUnitScales) {
-    Blood b;  // model in kBq/ml, first input in Bq/ml: scale_ = 1 / 1000
-    auto first = measuredInput(b.times, b.values, Unit("Bq/ml"), "first");
-    std::vector<double> other;
-    for (double t : b.times) other.push_back(0.5 + 0.001 * t);
-    auto second = measuredInput(b.times, other, Unit("MBq/ml"), "second");
-    Polyline secondLine{b.times, other};
+    TwoInputs in;
+    const Blood& b = in.b;
+    const Polyline& secondLine = in.secondLine;
     Generic_1TC_Model generic(Unit("kBq/ml"), 0.6, 0.3, 0.9, 0.1);
     Cardiac_HutchinsI_Model hutchins(Unit("kBq/ml"), 0.6, 0.3, 0.1);
     Water_1TC_Model water(Unit("kBq/ml"), 0.6, 2.0, 0.1);
-    for (Model* m : std::vector<Model*>{&generic, &hutchins, &water}) m->addInput(first.get()), m->addInput(second.get());
+    for (Model* m : std::vector<Model*>{&generic, &hutchins, &water}) in.addTo(*m);
     for (double t : {5.0, 60.0, 400.0}) {
         const double c1 = b.c1(0.6, 0.3, t) / 1000, ca = b.line(t) / 1000;
         // Generic: further inputs by their own unit factors; Hutchins: by the
