@@ -244,6 +244,16 @@ void Parameter::changeUnit(const Unit& unit) {
 }
 
 void Parameter::resize(unsigned x, unsigned y, unsigned z) {
+    // A map of several voxels keeps its leading elements on a larger grid and
+    // the voxels added are 0: after a fit of a smaller image, a constant
+    // parameter would be 0 there. The user is told to set it again.
+    const uint64_t voxels = uint64_t(x) * y * z;
+    for (const Dataset3D<double>* map : {value_, initValue_}) {
+        if (map == nullptr || map->getVolumeSize() <= 1 || voxels <= map->getVolumeSize()) continue;
+        WARNING("parameter '%s': its map of %u voxels grows to %llu, the voxels added are 0; set it again\n",
+                messageLiteral(name_).c_str(), map->getVolumeSize(), static_cast<unsigned long long>(voxels));
+        break;
+    }
     initSize_ = resizeVolume(initValue_, x, y, z);
     valueSize_ = resizeVolume(value_, x, y, z);
     errorSize_ = resizeVolume(error_, x, y, z);

@@ -47,8 +47,15 @@ TEST(Parameter, ResizeSpreadsASingleValueButNotAMap) {
     Parameter q = makeParameter(0.4, 0.2);
     q.resize(2, 2, 1);
     for (unsigned i = 0; i < 4; ++i) (*q.getValueVolume())(i) = 1.0 + i;
+    mexhost::clearOutput();
     q.resize(4, 4, 2);
     for (unsigned i = 0; i < 32; ++i) EXPECT_DOUBLE_EQ((*q.getValueVolume())(i), i < 4 ? 1.0 + i : 0.0) << i;
+    // ... and says so, once; a map that shrinks or keeps its size is quiet.
+    EXPECT_EQ(mexhost::takeOutput(),
+              "WARNING: parameter 'k1': its map of 4 voxels grows to 32, the voxels added are 0; set it again\n");
+    q.resize(4, 4, 2);
+    q.resize(2, 2, 2);
+    EXPECT_EQ(mexhost::takeOutput(), "");
 }
 
 TEST(Parameter, SetValueFromDatasetKeepsTheRecordedSize) {
