@@ -25,17 +25,7 @@ namespace {
 
 // Generic_1TC on a linear input through (0, 0), (30, 10), (60, 4), with
 // alpha 1 and beta 0: its value is k1 times its derivative by k1.
-void oneTissue(Session& s, double k1, double k2) {
-    s.call({"set", "tac", "blood", doubles({3, 2}, {0, 30, 60, 0, 10, 4})});
-    s.call({"select", "input", "LinearInterpolation"});
-    s.call({"set", "input", "init", "blood"});
-    s.call({"select", "model", "Generic_1TC"});
-    s.call({"set", "model", "input", "LinearInterpolation"});
-    s.call({"set", "model", "k1", "value", k1});
-    s.call({"set", "model", "k2", "value", k2});
-    s.call({"set", "model", "alpha", "value", 1.0});
-    s.call({"set", "model", "beta", "value", 0.0});
-}
+void oneTissue(Session& s, double k1, double k2) { test::linearModel(s, {0, 30, 60, 0, 10, 4}, k1, k2); }
 
 Values column(const mxArray* table, size_t j) {
     const Values all = values(table);

@@ -30,20 +30,6 @@ void expectUnit(const mxArray* cell, const std::string& name, const std::string&
     EXPECT_DOUBLE_EQ(mxGetScalar(mxGetCell(cell, 2)), factor);
 }
 
-// Sets up the linear input through the (time, value) table and Generic_1TC with k1, k2, alpha, beta.
-void linearModel(Session& s, Values table, double k1, double k2) {
-    s.call({"set", "tac", "blood", doubles({table.size() / 2, 2}, table)});
-    s.call({"set", "data", "blood", "unit", "kBq/ml"});
-    s.call({"select", "input", "LinearInterpolation"});
-    s.call({"set", "input", "init", "blood"});
-    s.call({"select", "model", "Generic_1TC"});
-    s.call({"set", "model", "input", "LinearInterpolation"});
-    s.call({"set", "model", "k1", "value", k1});
-    s.call({"set", "model", "k2", "value", k2});
-    s.call({"set", "model", "alpha", "value", 1.0});
-    s.call({"set", "model", "beta", "value", 0.0});
-}
-
 }  // namespace
 
 TEST(Get, ListsUnitsAndMessages) {
@@ -125,7 +111,7 @@ TEST(GetParameter, RowUnitsDerivativeAndMessages) {
     s.call({"select", "model", "Generic_1TC"});
     EXPECT_EQ(s.call({"get", "model", "k1", "der", doubles({1, 2}, {10, 20})}).text,
               "WARNING: no input function set for model 'Generic_1TC'\n");
-    linearModel(s, {10, 20, 30, 1, 2, 3}, 0.6, 0.3);
+    test::linearModel(s, {10, 20, 30, 1, 2, 3}, 0.6, 0.3);
     s.call({"set", "model", "k1", "initvalue", 0.2});
     s.call({"set", "model", "k1", "log", 1.0});
     Result r = s.call({"get", "model", "k1"}, 5);
@@ -177,7 +163,7 @@ TEST(GetTac, ArgumentChecksComeFirst) {
 
 TEST(GetAfterFit, OptimizerStatisticsAndCurves) {
     Session s(0);
-    linearModel(s, {0, 10, 20, 30, 40, 50, 0, 100, 200, 300, 400, 500}, 0.5, 0.2);
+    test::linearModel(s, {0, 10, 20, 30, 40, 50, 0, 100, 200, 300, 400, 500}, 0.5, 0.2);
     // Noise-free data from the model itself, one voxel, frames of 5 s.
     Model* m = s.workspace->currentModel_;
     ASSERT_NE(m, nullptr);

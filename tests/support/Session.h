@@ -85,6 +85,20 @@ public:
     std::string banner;
 };
 
+// Sets up the linear input through the (time, value) table and Generic_1TC with k1, k2, alpha, beta.
+inline void linearModel(Session& s, Values table, double k1, double k2) {
+    s.call({"set", "tac", "blood", doubles({table.size() / 2, 2}, table)});
+    s.call({"set", "data", "blood", "unit", "kBq/ml"});
+    s.call({"select", "input", "LinearInterpolation"});
+    s.call({"set", "input", "init", "blood"});
+    s.call({"select", "model", "Generic_1TC"});
+    s.call({"set", "model", "input", "LinearInterpolation"});
+    s.call({"set", "model", "k1", "value", k1});
+    s.call({"set", "model", "k2", "value", k2});
+    s.call({"set", "model", "alpha", "value", 1.0});
+    s.call({"set", "model", "beta", "value", 0.0});
+}
+
 }  // namespace test
 
 #endif
