@@ -35,6 +35,18 @@ Dataset4D<T>::Dataset4D(const Dataset4D& other)
 template <class T>
 Dataset4D<T>& Dataset4D<T>::operator=(const Dataset4D& other) {
     if (this == &other) return *this;
+    copyLayout(other);
+    for (unsigned t = 0; t < T_ && t < other.T_; ++t) {
+        const Dataset3D<T>& from = other.volumes_[t];
+        const unsigned n = std::min(volumes_[t].getVolumeSize(), from.getVolumeSize());
+        std::copy(from.getData(), from.getData() + n, volumes_[t].getData());
+    }
+    return *this;
+}
+
+template <class T>
+void Dataset4D<T>::copyLayout(const Dataset4D& other) {
+    if (this == &other) return;
     resize(other.T_, other.X_, other.Y_, other.Z_);
     times_ = other.times_;
     lengths_ = other.lengths_;
@@ -47,13 +59,10 @@ Dataset4D<T>& Dataset4D<T>::operator=(const Dataset4D& other) {
     for (unsigned t = 0; t < T_ && t < other.T_; ++t) {
         Dataset3D<T>& to = volumes_[t];
         const Dataset3D<T>& from = other.volumes_[t];
-        const unsigned n = std::min(to.getVolumeSize(), from.getVolumeSize());
-        std::copy(from.getData(), from.getData() + n, to.getData());
         to.setSpaceUnit(from.getSpaceUnit());
         to.setPixelSize(from.getPixelSize());
         to.setOrigin(from.getOrigin());
     }
-    return *this;
 }
 
 template <class T>

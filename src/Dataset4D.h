@@ -25,6 +25,9 @@ public:
     // origin. The name stays.
     Dataset4D& operator=(const Dataset4D& other);
     Dataset4D& operator=(const T& value);
+    // All that assignment copies but the values: sizes, frames, units and each
+    // volume's geometry. For results that overwrite every value anyway.
+    void copyLayout(const Dataset4D& other);
     ~Dataset4D() override;
 
     // The virtual interface.

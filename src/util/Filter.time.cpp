@@ -161,10 +161,37 @@ constexpr unsigned kBlock = 64;
 
 namespace {
 
+// The two block kernels below are built twice on x86-64, for AVX2 and for
+// the baseline, and the loader picks the one the processor runs. Products
+// and sums stay separate operations in the same order (no fused multiply-add
+// is enabled), so both builds give the same bits.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__SANITIZE_ADDRESS__)
+#define KINETRA_BLOCK_KERNEL __attribute__((target_clones("avx2", "default")))
+#else
+#define KINETRA_BLOCK_KERNEL
+#endif
+
 // p[j] += a[j] * b[j] over a whole block: a fixed length and unaliased
 // arguments, so that the compiler vectorises it.
-inline void addProducts(double* __restrict p, const double* __restrict a, const double* __restrict b) {
+KINETRA_BLOCK_KERNEL
+void addProducts(double* __restrict p, const double* __restrict a, const double* __restrict b) {
     for (unsigned j = 0; j < kBlock; ++j) p[j] += a[j] * b[j];
+}
+
+// y(i, j) = sum over t ascending of E(t, i) x(t, j) for the block's voxels j,
+// x and y frame-major, E(t, i) at e[i * frames + t].
+KINETRA_BLOCK_KERNEL
+void project(const double* __restrict e, unsigned frames, const double* __restrict x, double* __restrict y) {
+    for (unsigned i = 0; i < frames; ++i) {
+        double sum[kBlock] = {};
+        const double* column = e + size_t(i) * frames;
+        for (unsigned t = 0; t < frames; ++t) {
+            const double et = column[t];
+            const double* xt = x + size_t(t) * kBlock;
+            for (unsigned j = 0; j < kBlock; ++j) sum[j] += et * xt[j];
+        }
+        std::copy(sum, sum + kBlock, y + size_t(i) * kBlock);
+    }
 }
 
 }  // namespace
@@ -274,36 +301,56 @@ template <class T>
 void Filter::tpca(Dataset4D<T>* in, Dataset4D<T>* out, unsigned, VOI* voi) {
     const bool dump = _MessageHelper::enabled(1);
     MESSAGE(1, "Filter::tpca()\n");
-    *out = *in;
+    // Every value of the result is written by the projection below; with the
+    // report on, the normalised curves are stored in it first to be shown.
+    out->copyLayout(*in);
     MESSAGE(1, "  time normalization\n");
     // normalizeT(voi, false) and the lag sums of corr(voi) in one pass: each
-    // curve in the VOI loses its mean and its stored values are summed.
-    // The curves are read and written a block of voxels at a time, each
-    // frame's part of the block in one run.
+    // curve in the VOI loses its mean and its stored values are summed. The
+    // means are kept, so that the projection reads the input once more
+    // instead of a normalised copy. The curves are read a block of voxels at
+    // a time, each frame's part of the block in one run.
     const unsigned frames = out->getDimensionT(), voxels = out->getVolumeSize();
+    std::vector<const T*> source(frames);
     std::vector<T*> frame(frames);
-    for (unsigned t = 0; t < frames; ++t) frame[t] = (*out)(t).getData();
+    for (unsigned t = 0; t < frames; ++t) {
+        source[t] = (*in)(t).getData();
+        frame[t] = (*out)(t).getData();
+    }
     std::vector<double> x(size_t(frames) * kBlock), y(size_t(frames) * kBlock);
+    std::vector<double> mean(voxels, 0.0);
     LagSums sums(frames);
     const unsigned char* mask = voi != nullptr ? voi->getData() : nullptr;
-    for (unsigned first = 0; first < voxels && frames > 0; first += kBlock) {
-        const unsigned filled = std::min(kBlock, voxels - first);
+    // The block's curves of the input, with the mean removed inside the VOI
+    // and each value taken as the element type stores it.
+    auto load = [&](unsigned first, unsigned filled, bool centred) {
         for (unsigned t = 0; t < frames; ++t)
-            for (unsigned j = 0; j < filled; ++j) x[size_t(t) * kBlock + j] = double(frame[t][first + j]);
+            for (unsigned j = 0; j < filled; ++j) x[size_t(t) * kBlock + j] = double(source[t][first + j]);
         for (unsigned j = 0; j < filled; ++j) {
             if (mask != nullptr && mask[first + j] == 0) continue;
-            double sum = 0;
-            for (unsigned t = 0; t < frames; ++t) sum += x[size_t(t) * kBlock + j];
-            const double m = sum / frames;
+            if (!centred) {
+                double sum = 0;
+                for (unsigned t = 0; t < frames; ++t) sum += x[size_t(t) * kBlock + j];
+                mean[first + j] = sum / frames;
+            }
+            const double m = mean[first + j];
             for (unsigned t = 0; t < frames; ++t) {
                 double& v = x[size_t(t) * kBlock + j];
                 v = double(fromDouble<T>(v - m));  // the value as stored
-                sums.value(t) = v;
             }
+        }
+    };
+    for (unsigned first = 0; first < voxels && frames > 0; first += kBlock) {
+        const unsigned filled = std::min(kBlock, voxels - first);
+        load(first, filled, false);
+        for (unsigned j = 0; j < filled; ++j) {
+            if (mask != nullptr && mask[first + j] == 0) continue;
+            for (unsigned t = 0; t < frames; ++t) sums.value(t) = x[size_t(t) * kBlock + j];
             sums.next();
         }
-        for (unsigned t = 0; t < frames; ++t)
-            for (unsigned j = 0; j < filled; ++j) frame[t][first + j] = fromDouble<T>(x[size_t(t) * kBlock + j]);
+        if (dump)
+            for (unsigned t = 0; t < frames; ++t)
+                for (unsigned j = 0; j < filled; ++j) frame[t][first + j] = fromDouble<T>(x[size_t(t) * kBlock + j]);
     }
     if (dump) std::cout << *out;
     MESSAGE(1, "  correlation\n");
@@ -316,31 +363,16 @@ void Filter::tpca(Dataset4D<T>* in, Dataset4D<T>* out, unsigned, VOI* voi) {
     eigen(*C, &values, &E);
     E.setName("eigenVector");
     if (dump) std::cout << E;
-    if (E.getDimensionX() != frames) return;
+    if (E.getDimensionX() != frames) {
+        *out = *in;  // no projection: the input as it came
+        return;
+    }
     // y(i) = sum over t of E(t, i) x(t) for every voxel, a block at a time.
     for (unsigned first = 0; first < voxels; first += kBlock) {
         const unsigned filled = std::min(kBlock, voxels - first);
-        for (unsigned t = 0; t < frames; ++t)
-            for (unsigned j = 0; j < filled; ++j) x[size_t(t) * kBlock + j] = double(frame[t][first + j]);
-        // Four voxels at a time, their sums held in registers; slots past the
-        // block's last voxel are computed and not used.
-        for (unsigned j = 0; j < kBlock; j += 4)
-            for (unsigned i = 0; i < frames; ++i) {
-                const double* e = &E(0, i);  // E(t, i) for t = 0, 1, ...
-                double y0 = 0, y1 = 0, y2 = 0, y3 = 0;
-                for (unsigned t = 0; t < frames; ++t) {
-                    const double* xt = &x[size_t(t) * kBlock + j];
-                    y0 += e[t] * xt[0];
-                    y1 += e[t] * xt[1];
-                    y2 += e[t] * xt[2];
-                    y3 += e[t] * xt[3];
-                }
-                double* yi = &y[size_t(i) * kBlock + j];
-                yi[0] = y0;
-                yi[1] = y1;
-                yi[2] = y2;
-                yi[3] = y3;
-            }
+        load(first, filled, true);
+        // Slots past the block's last voxel are computed and not used.
+        project(&E(0, 0), frames, x.data(), y.data());
         for (unsigned t = 0; t < frames; ++t)
             for (unsigned j = 0; j < filled; ++j) frame[t][first + j] = fromDouble<T>(y[size_t(t) * kBlock + j]);
     }

@@ -307,6 +307,30 @@ TEST(Filter, CorrelationEigenAndComponents) {
         }
         EXPECT_NEAR(after, before, 1e-9);
     }
+    // With a VOI on integers: curves inside lose their mean as stored
+    // (truncated), curves outside are projected as they are; the result is
+    // truncated again.
+    Dataset4D<short> s(5, 3, 2, 1, 0);
+    for (unsigned t = 0; t < 5; ++t)
+        for (unsigned i = 0; i < 6; ++i) s(t, i) = short(100 * i + 7 * t * t - 13 * t * i % 5);
+    VOI inner(3, 2, 1, 1);
+    inner(0) = 0;
+    auto spca = run("tpca0", s, &inner);
+    Dataset4D<double> stored(5, 3, 2, 1, 0.0);
+    for (unsigned i = 0; i < 6; ++i) {
+        double m = 0;
+        for (unsigned t = 0; t < 5; ++t) m += s(t, i);
+        m /= 5;
+        for (unsigned t = 0; t < 5; ++t) stored(t, i) = i == 0 ? s(t, i) : double(short(s(t, i) - m));
+    }
+    std::unique_ptr<Dataset2D<double>> Cs(corr(stored, &inner));
+    ASSERT_TRUE(eigen(*Cs, &values, &V));
+    for (unsigned i = 0; i < 6; ++i)
+        for (unsigned k = 0; k < 5; ++k) {
+            double p = 0;
+            for (unsigned t = 0; t < 5; ++t) p += V(t, k) * stored(t, i);
+            EXPECT_EQ(spca->getValue4D(k, i % 3, i / 3, 0), double(short(p))) << i << " " << k;
+        }
 
     // normalizeT with scale: mean 0 and population deviation 1; flat curves 0.
     Dataset4D<double> n(4, 2, 1, 1, 3.0);
