@@ -11,6 +11,7 @@
 #include "util/Filter.h"
 #include "util/Message.h"
 #include "util/NumUtil.h"
+#include "util/Threads.h"
 
 namespace {
 
@@ -317,13 +318,13 @@ void Filter::tpca(Dataset4D<T>* in, Dataset4D<T>* out, unsigned, VOI* voi) {
         source[t] = (*in)(t).getData();
         frame[t] = (*out)(t).getData();
     }
-    std::vector<double> x(size_t(frames) * kBlock), y(size_t(frames) * kBlock);
+    std::vector<double> x(size_t(frames) * kBlock);
     std::vector<double> mean(voxels, 0.0);
     LagSums sums(frames);
     const unsigned char* mask = voi != nullptr ? voi->getData() : nullptr;
     // The block's curves of the input, with the mean removed inside the VOI
     // and each value taken as the element type stores it.
-    auto load = [&](unsigned first, unsigned filled, bool centred) {
+    auto load = [&](double* x, unsigned first, unsigned filled, bool centred) {
         for (unsigned t = 0; t < frames; ++t)
             for (unsigned j = 0; j < filled; ++j) x[size_t(t) * kBlock + j] = double(source[t][first + j]);
         for (unsigned j = 0; j < filled; ++j) {
@@ -342,7 +343,7 @@ void Filter::tpca(Dataset4D<T>* in, Dataset4D<T>* out, unsigned, VOI* voi) {
     };
     for (unsigned first = 0; first < voxels && frames > 0; first += kBlock) {
         const unsigned filled = std::min(kBlock, voxels - first);
-        load(first, filled, false);
+        load(x.data(), first, filled, false);
         for (unsigned j = 0; j < filled; ++j) {
             if (mask != nullptr && mask[first + j] == 0) continue;
             for (unsigned t = 0; t < frames; ++t) sums.value(t) = x[size_t(t) * kBlock + j];
@@ -367,15 +368,26 @@ void Filter::tpca(Dataset4D<T>* in, Dataset4D<T>* out, unsigned, VOI* voi) {
         *out = *in;  // no projection: the input as it came
         return;
     }
-    // y(i) = sum over t of E(t, i) x(t) for every voxel, a block at a time.
-    for (unsigned first = 0; first < voxels; first += kBlock) {
-        const unsigned filled = std::min(kBlock, voxels - first);
-        load(first, filled, true);
-        // Slots past the block's last voxel are computed and not used.
-        project(&E(0, 0), frames, x.data(), y.data());
-        for (unsigned t = 0; t < frames; ++t)
-            for (unsigned j = 0; j < filled; ++j) frame[t][first + j] = fromDouble<T>(y[size_t(t) * kBlock + j]);
-    }
+    // y(i) = sum over t of E(t, i) x(t) for every voxel, a block at a time,
+    // the blocks shared among threads: each writes only its own voxels, from
+    // buffers of its own made here, so the result is the same for any count.
+    const unsigned blocks = (voxels + kBlock - 1) / kBlock;
+    const unsigned threads = std::max(1u, std::min(threadCount(), blocks));
+    std::vector<std::vector<double>> xs(threads, std::vector<double>(size_t(frames) * kBlock));
+    std::vector<std::vector<double>> ys(threads, std::vector<double>(size_t(frames) * kBlock));
+    const double* e = frames > 0 ? &E(0, 0) : nullptr;
+    parallelFor(blocks, threads, 64, [&](unsigned part, unsigned begin, unsigned end) {
+        double* xb = xs[part].data();
+        double* yb = ys[part].data();
+        for (unsigned b = begin; b < end; ++b) {
+            const unsigned first = b * kBlock, filled = std::min(kBlock, voxels - first);
+            load(xb, first, filled, true);
+            // Slots past the block's last voxel are computed and not used.
+            project(e, frames, xb, yb);
+            for (unsigned t = 0; t < frames; ++t)
+                for (unsigned j = 0; j < filled; ++j) frame[t][first + j] = fromDouble<T>(yb[size_t(t) * kBlock + j]);
+        }
+    });
 }
 
 #define KINETRA_FILTER_TIME(T, NAME, CLASS_ID)                                                           \
