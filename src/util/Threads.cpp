@@ -24,7 +24,7 @@ void parallelFor(unsigned n, unsigned threads, unsigned grain,
         if (n > 0) work(0, 0, n);
         return;
     }
-    // Part p covers [p n / parts, (p + 1) n / parts); part 0 runs here.
+    // Chunk p covers [p n / parts, (p + 1) n / parts); chunk 0 runs here.
     auto bound = [&](unsigned p) { return unsigned(uint64_t(n) * p / parts); };
     std::vector<std::thread> pool;
     std::vector<unsigned> unstarted;

@@ -13,10 +13,10 @@
 // the number of cores (at least 1).
 unsigned threadCount();
 
-// Calls work(part, begin, end) on consecutive parts of [0, n) that together
-// cover it once, part numbers from 0 to below `threads`, each part on a
-// thread of its own (part 0 on the calling thread), and returns when all are
-// done. Parts hold at least `grain` items. A part whose thread cannot be
+// Calls work(chunk, begin, end) on consecutive chunks of [0, n) that
+// together cover it once, chunk numbers from 0 to below `threads`, each on a
+// thread of its own (chunk 0 on the calling thread), and returns when all are
+// done. Chunks hold at least `grain` items. A chunk whose thread cannot be
 // started runs on the calling thread.
 void parallelFor(unsigned n, unsigned threads, unsigned grain,
                  const std::function<void(unsigned, unsigned, unsigned)>& work);
