@@ -14,30 +14,9 @@ end
 
 function setup(nx, max_time)
   [frames, plasma, tissue] = one_tissue_data(nx, 1, 1);
-  calls = {
-    {'set', 'tac', 'plasma', [frames(:, 1), plasma]}
-    {'set', 'data', 'plasma', 'unit', 'kBq/ml'}
-    {'select', 'input', 'LinearInterpolation'}
-    {'set', 'input', 'init', 'plasma'}
-    {'select', 'model', 'Generic_1TC'}
-    {'set', 'model', 'input', 'LinearInterpolation'}
-    {'set', 'model', 'k1', 'initvalue', 1.5}
-    {'set', 'model', 'k2', 'initvalue', 2.5}
-    {'set', 'model', 'k1', 'min', 0}
-    {'set', 'model', 'k1', 'max', 2}
-    {'set', 'model', 'k2', 'min', 0}
-    {'set', 'model', 'k2', 'max', 3}
-    {'set', 'model', 'alpha', 'value', 1}
-    {'set', 'model', 'beta', 'value', 0.05}
-    {'set', 'model', 'alpha', 'state', 'const'}
-    {'set', 'model', 'beta', 'state', 'const'}
-    {'select', 'protocol', 'Generic'}
-    {'set', 'protocol', 'model', 'Generic_1TC'}
-    {'set', 'protocol', 'optimizer', 'MultiDimGlobal'}
-    {'select', 'optimizer', 'MultiDimGlobal'}
+  calls = [one_tissue_calls(frames, plasma, 'kBq/ml', [1.5 2.5], [1 0.05], [2 3], 'MultiDimGlobal'); {
     {'set', 'optimizer', 'max_time', max_time}
-    {'set', 'data', 'tissue', tissue, frames, 'kBq/ml'}
-  };
+    {'set', 'data', 'tissue', tissue, frames, 'kBq/ml'}}];
   for i = 1:numel(calls)
     run(calls{i}{:});
   end

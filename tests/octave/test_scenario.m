@@ -9,29 +9,8 @@ function test_scenario()
   T = size(frames, 1);
   ok = true;
 
-  configure = {
-    {'set', 'tac', 'plasma', [frames(:, 1), plasma]}
-    {'set', 'data', 'plasma', 'unit', 'kBq/ml'}
-    {'select', 'input', 'LinearInterpolation'}
-    {'set', 'input', 'init', 'plasma'}
-    {'select', 'model', 'Generic_1TC'}
-    {'set', 'model', 'input', 'LinearInterpolation'}
-    {'set', 'model', 'k1', 'initvalue', 0.3}
-    {'set', 'model', 'k2', 'initvalue', 0.1}
-    {'set', 'model', 'alpha', 'value', alpha}
-    {'set', 'model', 'beta', 'value', beta}
-    {'set', 'model', 'alpha', 'state', 'const'}
-    {'set', 'model', 'beta', 'state', 'const'}
-    {'set', 'model', 'k1', 'min', 0}
-    {'set', 'model', 'k1', 'max', 3}
-    {'set', 'model', 'k2', 'min', 0}
-    {'set', 'model', 'k2', 'max', 3}
-    {'select', 'protocol', 'Generic'}
-    {'set', 'protocol', 'model', 'Generic_1TC'}
-    {'set', 'protocol', 'optimizer', 'Levenberg-Marquardt'}
-    {'select', 'optimizer', 'Levenberg-Marquardt'}
-    {'set', 'data', 'tissue', tissue, frames, 'kBq/ml'}
-  };
+  configure = [one_tissue_calls(frames, plasma, 'kBq/ml', [0.3 0.1], [alpha beta], [3 3], 'Levenberg-Marquardt'); {
+    {'set', 'data', 'tissue', tissue, frames, 'kBq/ml'}}];
   for i = 1:numel(configure)
     out = evalc('kinetra(configure{i}{:});');
     if ~isempty(strfind(out, 'unknown or invalid command')) || ~isempty(strfind(out, 'ERROR'))

@@ -18,23 +18,7 @@ end
 
 function setup_fit(frames, plasma)
   % The linear input from the plasma curve, Generic_1TC fitted by Levenberg-Marquardt.
-  calls = {
-    {'set', 'tac', 'plasma', [frames(:, 1), plasma]}
-    {'select', 'input', 'LinearInterpolation'}
-    {'set', 'input', 'init', 'plasma'}
-    {'select', 'model', 'Generic_1TC'}
-    {'set', 'model', 'input', 'LinearInterpolation'}
-    {'set', 'model', 'k1', 'initvalue', 0.3}
-    {'set', 'model', 'k2', 'initvalue', 0.1}
-    {'set', 'model', 'alpha', 'value', 1}
-    {'set', 'model', 'beta', 'value', 0.05}
-    {'set', 'model', 'alpha', 'state', 'const'}
-    {'set', 'model', 'beta', 'state', 'const'}
-    {'select', 'protocol', 'Generic'}
-    {'set', 'protocol', 'model', 'Generic_1TC'}
-    {'set', 'protocol', 'optimizer', 'Levenberg-Marquardt'}
-    {'select', 'optimizer', 'Levenberg-Marquardt'}
-  };
+  calls = one_tissue_calls(frames, plasma, '', [0.3 0.1], [1 0.05], [], 'Levenberg-Marquardt');
   for i = 1:numel(calls)
     run(calls{i}{:});
   end
