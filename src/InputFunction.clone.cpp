@@ -7,10 +7,10 @@
 // maker: it cannot be cloned, so createAverage on it fails too.
 #include "InputFunction.h"
 #include "inputs/LinearInterpolation.h"
+#include "inputs/FMISO_InputFunction.h"
+#include "inputs/GenericInputFunction.h"
+#include "inputs/McN_ReferenceFunction.h"
 #include "util/Message.h"
-// #include "inputs/FMISO_InputFunction.h"
-// #include "inputs/GenericInputFunction.h"
-// #include "inputs/McN_ReferenceFunction.h"
 
 namespace {
 
@@ -31,9 +31,9 @@ InputFunction* cloneAs(const InputFunction& source) {
 
 const std::vector<InputFunction::Type>& InputFunction::types() {
     static const std::vector<Type> table = {
-        // {"GenericInputFunction", "Bq/ml", 8, make<GenericInputFunction>, cloneAs<GenericInputFunction>},
-        // {"FMISO_InputFunction", "Bq/ml", 9, make<FMISO_InputFunction>, cloneAs<FMISO_InputFunction>},
-        // {"McN_ReferenceFunction", "kBq/ml", 6, make<McN_ReferenceFunction>, cloneAs<McN_ReferenceFunction>},
+        {"GenericInputFunction", "Bq/ml", 8, make<GenericInputFunction>, cloneAs<GenericInputFunction>},
+        {"FMISO_InputFunction", "Bq/ml", 9, make<FMISO_InputFunction>, cloneAs<FMISO_InputFunction>},
+        {"McN_ReferenceFunction", "kBq/ml", 6, make<McN_ReferenceFunction>, cloneAs<McN_ReferenceFunction>},
         {"LinearInterpolation", "kBq/ml", 0, make<LinearInterpolation>, nullptr},
     };
     return table;

@@ -118,7 +118,11 @@ public:
     void resize(unsigned n);
 
     bool getNumConv() const { return numconv_; }
-    void setNumConv(bool numconv) { numconv_ = numconv; }
+    // The caches hold results of the old way: the next call starts them anew.
+    void setNumConv(bool numconv) {
+        numconv_ = numconv;
+        changed_ = true;
+    }
     double getScale() const { return scale_; }
     unsigned getCacheLimit() const { return cacheLimit_; }
     void setCacheLimit(unsigned limit) { cacheLimit_ = limit; }

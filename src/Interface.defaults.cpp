@@ -9,8 +9,10 @@
 #include "Protocol.h"
 #include "Tracer.h"
 #include "Unit.h"
+#include "optimizers/GunnBFM.h"
 #include "optimizers/LevenbergMarquardt.h"
 #include "optimizers/MultiDimGlobal.h"
+#include "optimizers/Simplex.h"
 #include "util/NumUtil.h"
 
 namespace {
@@ -45,7 +47,9 @@ void Interface::init() {
     for (const char* name : kDefaultErrorModels) addErrorModel(new ErrorModel(name));
     // Optimizers arrive with their classes.
     addOptimizer(new LevenbergMarquardt());
+    addOptimizer(new Simplex());
     addOptimizer(new MultiDimGlobal());
+    addOptimizer(new GunnBFM());
     random_init(0);
 
     currentData_ = nullptr;

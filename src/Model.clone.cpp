@@ -7,6 +7,9 @@
 #include "models/Cardiac_2TC_Model.h"
 #include "models/Cardiac_HutchinsII_Model.h"
 #include "models/Cardiac_HutchinsI_Model.h"
+#include "models/Casciari_Model.h"
+#include "models/FMISO_2TC_Model.h"
+#include "models/FMISO_3TC_Model.h"
 #include "models/Generic_1TC_Model.h"
 #include "models/Generic_2TC_Model.h"
 #include "models/Neuro_Lammertsma_Model.h"
@@ -49,9 +52,9 @@ const ModelType kModelTypes[] = {
     row<Cardiac_2TC_Model>("Cardiac_2TC"),
     row<Cardiac_HutchinsI_Model>("Cardiac_HutchinsI"),
     row<Cardiac_HutchinsII_Model>("Cardiac_HutchinsII"),
-    // row<FMISO_2TC_Model>("FMISO_2TC"),
-    // row<FMISO_3TC_Model>("FMISO_3TC"),
-    // row<Casciari_Model>("Casciari"),
+    row<FMISO_2TC_Model>("FMISO_2TC"),
+    row<FMISO_3TC_Model>("FMISO_3TC"),
+    row<Casciari_Model>("Casciari"),
     row<Neuro_SLAM_Model>("Neuro_SLAM"),
     row<Neuro_Lammertsma_Model>("Neuro_Lammertsma"),
     row<Water_1TC_Model>("Water_1TC_Model"),

@@ -146,6 +146,7 @@ void Optimizable::setParameterUnit(const std::string& name, const Unit& unit) {
         return;
     }
     parameter_[static_cast<size_t>(i)].setUnit(unit);
+    changed_ = true;  // the normal values change with the unit
 }
 
 void Optimizable::setParameterState(const std::string& name, const Parameter::State& state) {

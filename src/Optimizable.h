@@ -47,7 +47,11 @@ public:
     const std::string& getName() const { return name_; }
     void setName(const std::string& name) { name_ = name; }
     const Unit& getUnit() const { return unit_; }
-    void setUnit(const Unit& unit) { unit_ = unit; }
+    // A new unit changes every value, so caches keyed on the parameters start anew.
+    void setUnit(const Unit& unit) {
+        unit_ = unit;
+        changed_ = true;
+    }
     const std::string& getType() const { return type_; }
 
     bool getChanged() const { return changed_; }

@@ -14,11 +14,11 @@ const double kNoTime = std::numeric_limits<double>::quiet_NaN();
 // they come from the data and would otherwise repeat at every evaluation of
 // a fit, thousands of lines for one fault.
 enum Cause : unsigned { kFewSamples, kTimeBeforeZero, kSizes };
-}
+}  // namespace
 
-#define ASSERT_ONCE(cause, condition)                              \
-    do {                                                           \
-        if (!(condition) && firstReport(cause)) ASSERT(condition); \
+#define ASSERT_ONCE(cause, condition)                                                                                  \
+    do {                                                                                                               \
+        if (!(condition) && firstReport(cause)) ASSERT(condition);                                                     \
     } while (0)
 
 LinearInterpolation::LinearInterpolation() : LinearInterpolation("", Unit()) {}
@@ -90,12 +90,9 @@ double LinearInterpolation::operator()(double t, unsigned x, unsigned y, unsigne
         result = Y[n - 1] + (t - T[n - 1]) * (Y[n - 1] - Y[n - 2]) / (T[n - 1] - T[n - 2]);
     } else {
         const std::size_t i = gridIndex(t);  // n-1 at the latest, since t < T[n-1]
-        if (t == T[i])
-            result = Y[i];
-        else if (i > 0)
-            result = Y[i] + (t - T[i]) * (Y[i] - Y[i - 1]) / (T[i] - T[i - 1]);
-        else
-            result = t * Y[0] / T[0];  // the line from (0, 0) to the first sample
+        if (t == T[i]) result = Y[i];
+        else if (i > 0) result = Y[i] + (t - T[i]) * (Y[i] - Y[i - 1]) / (T[i] - T[i - 1]);
+        else result = t * Y[0] / T[0];  // the line from (0, 0) to the first sample
     }
     result_ = result;
     MESSAGE(5, "LinearInterpolation(t=%lg) = %lg\n", t, result);
@@ -264,8 +261,7 @@ double LinearInterpolation::interval(double k, double a, double b, double x0, do
     const double w = b - a;
     const double p = y0 + m * (a - x0);
     const Terms& e = terms(k, a, w);
-    return Timed ? timeIntervalOnTerms(e.ea, e.p1, e.p2, e.p3, a, w, p, m)
-                 : intervalOnTerms(e.ea, e.p1, e.p2, w, p, m);
+    return Timed ? timeIntervalOnTerms(e.ea, e.p1, e.p2, e.p3, a, w, p, m) : intervalOnTerms(e.ea, e.p1, e.p2, w, p, m);
 }
 
 double LinearInterpolation::decay(double k, double t) {
@@ -306,10 +302,8 @@ double LinearInterpolation::convolve(double k, double t, unsigned x, unsigned y,
     } else if (k == chain.lastK && j + 1 < n && chain.lastTime == T[j] && t == T[j + 1]) {
         // The last call ended on T[j] and this one on T[j+1]: one more segment.
         S = chain.lastSum;
-        if (Timed)
-            MESSAGE(5, "LinearInterpolation: using convTExp() cache...\n");
-        else
-            MESSAGE(5, "LinearInterpolation: using convExp() cache...\n");
+        if (Timed) MESSAGE(5, "LinearInterpolation: using convTExp() cache...\n");
+        else MESSAGE(5, "LinearInterpolation: using convExp() cache...\n");
         m = (Y[j + 1] - Y[j]) / (T[j + 1] - T[j]);
         S += interval<Timed>(k, T[j], T[j + 1], T[j + 1], Y[j + 1], m);
         last = j + 1;
@@ -367,9 +361,7 @@ double LinearInterpolation::convolve(double k, double t, unsigned x, unsigned y,
     chain.lastIndex = static_cast<std::uint32_t>(last);
     chain.lastTime = t;
     const double result = S * decay(k, t);
-    if (Timed)
-        MESSAGE(5, "LinearInterpolation:convTimeExp(k=%lg,t=%lg) = %lg\n", k, t, result);
-    else
-        MESSAGE(5, "LinearInterpolation:convExp(k=%lg,t=%lg) = %lg\n", k, t, result);
+    if (Timed) MESSAGE(5, "LinearInterpolation:convTimeExp(k=%lg,t=%lg) = %lg\n", k, t, result);
+    else MESSAGE(5, "LinearInterpolation:convExp(k=%lg,t=%lg) = %lg\n", k, t, result);
     return result;
 }

@@ -47,8 +47,8 @@ void LinearInterpolation::initParameters(const Dataset* data, const VOI* voi) {
         time_[i] = modelTimes[i];
         if (i == 0) ASSERT(time_[0] >= 0);
         if (i > 0 && time_[i - 1] >= time_[i] && !disordered) {
-            ERROR("LinearInterpolation needs increasing times! Found t(%u)=%.4f >= t(%u)=%.4f\n", i - 1,
-                  time_[i - 1], i, time_[i]);
+            ERROR("LinearInterpolation needs increasing times! Found t(%u)=%.4f >= t(%u)=%.4f\n", i - 1, time_[i - 1],
+                  i, time_[i]);
             disordered = true;
         }
 

@@ -210,3 +210,6 @@ double GeneralGamma(double a, double b, double c) {
         }
     }
 }
+
+// Placeholder of the stable form: the plain product.
+double decayedGeneralGamma(double k, double a, double b, double c) { return std::exp(-k * c) * GeneralGamma(a, b, c); }

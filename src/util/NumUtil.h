@@ -66,6 +66,10 @@ void gcf(double* result, double a, double z, double* gln);   // Q by continued f
 double HyperGeometric1F1(double a, double z);
 // Integral from 0 to c of t^(b-1) exp(-a t) dt, for any real a.
 double GeneralGamma(double a, double b, double c);
+// exp(-k c) GeneralGamma(a, b, c) = int_0^c t^(b-1) e^(-a t) e^(-k (c - t)) dt, the form in which a
+// convolution with exp(-k t) needs it: the exponential is folded into the terms, so that the
+// product stays finite where the two factors alone overflow.
+double decayedGeneralGamma(double k, double a, double b, double c);
 
 // ---------------------------------------------------------------------------
 // Integration and interpolation

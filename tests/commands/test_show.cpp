@@ -37,7 +37,10 @@ const char* const kInputTable =
     " \n"
     "Input                        NP D C     UNIT\n"
     "============================================\n"
+    "FMISO_InputFunction           9 0 0    Bq/ml\n"
+    "GenericInputFunction          8 0 0    Bq/ml\n"
     "LinearInterpolation           0 0 0   kBq/ml\n"
+    "McN_ReferenceFunction         6 0 0   kBq/ml\n"
     " \n";
 
 const char* const kErrorTable =
@@ -61,6 +64,9 @@ const char* const kModelTable =
     "Cardiac_2TC                   3  0  6 0   kBq/ml\n"
     "Cardiac_HutchinsI             2  0  3 0   kBq/ml\n"
     "Cardiac_HutchinsII            3  0  4 0   kBq/ml\n"
+    "Casciari                      5  0  8 0   kBq/ml\n"
+    "FMISO_2TC                     3  0  7 0   kBq/ml\n"
+    "FMISO_3TC                     4  0  8 0   kBq/ml\n"
     "Generic_1TC                   2  0  4 0   kBq/ml\n"
     "Generic_2TC                   3  0  6 0   kBq/ml\n"
     "Neuro_Lammertsma              2  0  4 0   kBq/ml\n"
@@ -79,8 +85,10 @@ const char* const kOptimizerTable =
     " \n"
     "OPTIMIZER                MAXITER ABSCHI^2   DCHI^2\n"
     "==================================================\n"
+    "GunnBFM                      100    1e-09    0.001\n"
     "Levenberg-Marquardt          100    1e-09    0.001\n"
     "MultiDimGlobal               100    1e-09    0.001\n"
+    "Simplex                      100    1e-09    0.001\n"
     " \n";
 
 const char* const kUnitTable =
