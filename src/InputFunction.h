@@ -116,6 +116,13 @@ public:
 
     // Drops every parameter and rebuilds the set through init() with n zeros.
     void resize(unsigned n);
+    // Whether n parameters make a whole set of this class: false, after a
+    // message saying why, for a count that resize must refuse. Any count
+    // here.
+    virtual bool checkSize(long n) const {
+        (void)n;
+        return true;
+    }
 
     bool getNumConv() const { return numconv_; }
     // The caches hold results of the old way: the next call starts them anew.

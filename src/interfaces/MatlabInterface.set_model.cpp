@@ -227,7 +227,7 @@ bool input(MatlabInterface& w, int nrhs, const mxArray** prhs) {
             // One parameter per sample: a count that cannot be meant is
             // refused with a message and the input stays as it was.
             unsigned n = 0;
-            if (count(v, kMaxSamples, &n)) f->resize(n);
+            if (count(v, kMaxSamples, &n) && f->checkSize(static_cast<long>(n))) f->resize(n);
         }
         return true;
     }
