@@ -105,6 +105,12 @@ public:
     // on these when numconv_ is set.
     virtual double convExp(double k, double t, unsigned x, unsigned y, unsigned z);
     virtual double convTimeExp(double k, double t, unsigned x, unsigned y, unsigned z);
+    // The input and its two convolutions at rate k for the times t[0..T-1]:
+    // value[i] = C(t[i]), conv[i] = convExp(k, t[i]), convT[i] =
+    // convTimeExp(k, t[i]), the numbers of those calls, made here in that
+    // order frame by frame. A class overrides it with one pass over the frames.
+    virtual void convolveFrames(double k, const double* t, unsigned T, unsigned x, unsigned y, unsigned z,
+                                double* value, double* conv, double* convT);
     // Takes initial parameter values from measured data.
     virtual void initParameters(const Dataset* data, const VOI* voi) = 0;
     // (Re)builds the parameter set from a list of numbers; nothing here.

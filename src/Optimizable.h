@@ -41,6 +41,14 @@ public:
     // analytic derivatives override it; numerical here. An index out of range
     // gives 0.0.
     virtual double derByIndex(unsigned index, double t, unsigned x, unsigned y, unsigned z);
+    // A whole curve at one voxel in one call: values[i] = f(t[i]) and
+    // derivatives[i * P + j] = d f(t[i]) / d parameter index[j], for i < T
+    // and j < P (derivatives unused when P is 0). The numbers are those of
+    // the calls one by one, which this default makes in frame order (the
+    // value, then the derivatives); a class overrides it to read its
+    // parameters once and share work between frames and derivatives.
+    virtual void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                          unsigned P, double* values, double* derivatives);
     // A copy whose parameters are the region means over `voi`; owned by the caller.
     virtual Optimizable* createAverage(const VOI* voi) = 0;
 

@@ -365,3 +365,7 @@ double LinearInterpolation::convolve(double k, double t, unsigned x, unsigned y,
     else MESSAGE(5, "LinearInterpolation:convExp(k=%lg,t=%lg) = %lg\n", k, t, result);
     return result;
 }
+
+// The one-pass convolutions (LinearInterpolation.frames.cpp) use the same intervals.
+template double LinearInterpolation::interval<false>(double, double, double, double, double, double);
+template double LinearInterpolation::interval<true>(double, double, double, double, double, double);

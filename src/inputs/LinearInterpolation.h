@@ -34,6 +34,10 @@ public:
     double derByIndex(unsigned index, double t, unsigned x, unsigned y, unsigned z) override;
     double convExp(double k, double t, unsigned x, unsigned y, unsigned z) override;
     double convTimeExp(double k, double t, unsigned x, unsigned y, unsigned z) override;
+    // The frames in one walk on the calls' chains (numerical convolutions:
+    // the calls one by one).
+    void convolveFrames(double k, const double* t, unsigned T, unsigned x, unsigned y, unsigned z, double* value,
+                        double* conv, double* convT) override;
     // The frames of the 4D dataset become the samples (VOI ignored).
     void initParameters(const Dataset* data, const VOI* voi) override;
 
