@@ -86,6 +86,8 @@ private:
     template <bool Timed>
     double interval(double k, double a, double b, double x0, double y0, double m);
     const Terms& terms(double k, double a, double w);
+    // interval<false> and interval<true> of one interval together.
+    void intervalPair(double k, double a, double b, double x0, double y0, double m, double& I, double& IT);
     // exp(-k t), kept for the last (k, t): the two convolutions of a frame share it.
     double decay(double k, double t);
     // The first grid index i with t <= T[i] (n if there is none), searched
