@@ -11,7 +11,7 @@
 
 unsigned int _MessageHelper::verbosity_ = 1;
 std::ostream* _MessageHelper::out_ = &std::cout;
-std::string _MessageHelper::indent_;
+thread_local std::string _MessageHelper::indent_;
 
 namespace {
 
@@ -22,7 +22,45 @@ void printToStdout(const char* text) {
 
 MessageSink sink_ = &printToStdout;
 
+// The capture of this thread's texts, if it runs inside a MessageCapture::Scope.
+thread_local MessageCapture* capture_ = nullptr;
+
+// Every console text goes through here.
+void emit(const char* text) {
+    if (capture_ != nullptr)
+        capture_->console(text);
+    else
+        sink_(text);
+}
+
 }  // namespace
+
+void messageLog(const std::string& text) {
+    if (capture_ != nullptr)
+        capture_->log(text);
+    else
+        *_MessageHelper::out_ << text << std::flush;
+}
+
+MessageCapture::Scope::Scope(MessageCapture& capture, const std::string& indent)
+    : saved_(capture_), savedIndent_(_MessageHelper::indent_) {
+    capture_ = &capture;
+    _MessageHelper::indent_ = indent;
+}
+
+MessageCapture::Scope::~Scope() {
+    capture_ = saved_;
+    _MessageHelper::indent_ = savedIndent_;
+}
+
+void MessageCapture::replay() const {
+    for (const Piece& piece : pieces_) {
+        if (piece.log)
+            messageLog(piece.text);
+        else
+            emit(piece.text.c_str());
+    }
+}
 
 void setMessageSink(MessageSink sink) { sink_ = sink != nullptr ? sink : &printToStdout; }
 
@@ -72,15 +110,15 @@ void messagePrintf(const char* format, ...) {
     va_start(args, format);
     std::string text = vformat(format, args);
     va_end(args);
-    sink_(text.c_str());
+    emit(text.c_str());
 }
 
 bool _MessageHelper::logging() { return stateAware(out_) != stateAware(&std::cout); }
 
 void _MessageHelper::operator()(const char* format, ...) {
     if (prefix_ != "WARNING: ") {
-        sink_(indent_.c_str());
-        if (logging()) *out_ << indent_;
+        emit(indent_.c_str());
+        if (logging()) messageLog(indent_);
     }
     va_list args;
     va_start(args, format);
@@ -92,8 +130,8 @@ void _MessageHelper::operator()(const char* format, ...) {
     // conversion stays as it stands, so a user's text can never make the
     // console read arguments that are not there.
     text = collapsePercents(text);
-    sink_(text.c_str());
-    if (logging()) *out_ << text << std::flush;
+    emit(text.c_str());
+    if (logging()) messageLog(text);
 }
 
 void _MessageHelper::indent(unsigned int n) { indent_.append(n, ' '); }
@@ -126,8 +164,8 @@ void _ErrorHelper::operator()(const char* format, ...) {
     va_start(args, format);
     std::string text = vformat(format, args);
     va_end(args);
-    sink_(text.c_str());
-    sink_(" \n");
+    emit(text.c_str());
+    emit(" \n");
 }
 
 void _AssertFailed(const char* file, unsigned int line) {

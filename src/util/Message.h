@@ -14,6 +14,7 @@
 
 #include <ostream>
 #include <string>
+#include <vector>
 
 // The console: prints a finished text as it is, nothing read as a format.
 typedef void (*MessageSink)(const char* text);
@@ -50,7 +51,8 @@ public:
 
     static unsigned int verbosity_;
     static std::ostream* out_;
-    static std::string indent_;
+    // Each thread indents on its own (see MessageCapture).
+    static thread_local std::string indent_;
 
 private:
     std::string prefix_;
@@ -77,6 +79,47 @@ std::string moduleName(const char* file);
 // printf twice, so a '%' is doubled to come out as itself.
 std::string messageLiteral(const std::string& text);
 
+// Copies a text to the log file, if one is attached.
+void messageLog(const std::string& text);
+
+// What a thread other than the host's prints. The host's console may be
+// reached from its own thread only, so work on another thread runs inside a
+// Scope: everything the thread prints (console texts and log copies) is kept
+// in a MessageCapture, in order, and the host's thread prints it afterwards
+// with replay(), where the work would have printed it.
+class MessageCapture {
+public:
+    // While a Scope lives, its thread prints into `capture`, with its own
+    // indent starting at `indent`.
+    class Scope {
+    public:
+        Scope(MessageCapture& capture, const std::string& indent);
+        ~Scope();
+        Scope(const Scope&) = delete;
+        Scope& operator=(const Scope&) = delete;
+
+    private:
+        MessageCapture* saved_;
+        std::string savedIndent_;
+    };
+
+    // Prints the kept texts through the console and the log, in order.
+    void replay() const;
+    void clear() { pieces_.clear(); }
+    bool empty() const { return pieces_.empty(); }
+
+    // For the message functions.
+    void console(const char* text) { pieces_.push_back(Piece{false, text}); }
+    void log(const std::string& text) { pieces_.push_back(Piece{true, text}); }
+
+private:
+    struct Piece {
+        bool log;
+        std::string text;
+    };
+    std::vector<Piece> pieces_;
+};
+
 // Attaches a log file that receives a copy of messages and warnings; the empty
 // name closes it.
 void SetMessageLogfile(const std::string& name);
@@ -97,8 +140,7 @@ void _AssertFailed(const char* file, unsigned int line);
         _MessageHelper _warning_helper;                                       \
         _warning_helper.prefix() = "WARNING: " + _warning_helper.prefix();    \
         messagePrintf("WARNING: ");                                           \
-        if (_MessageHelper::logging())                                        \
-            *_MessageHelper::out_ << _warning_helper.prefix();                \
+        if (_MessageHelper::logging()) messageLog(_warning_helper.prefix()); \
         _warning_helper(__VA_ARGS__);                                         \
     } while (0)
 
