@@ -119,6 +119,10 @@ public:
     // The factory of the input functions: a copy of the concrete class named
     // by type_; null (after a report) for a type that cannot be cloned.
     InputFunction* clone() const;
+    // A faithful copy of any input class for a worker thread of a fit
+    // (flags included), owned by the caller; null, without a report, for a
+    // class outside the table.
+    InputFunction* duplicate() const;
 
     // Drops every parameter and rebuilds the set through init() with n zeros.
     void resize(unsigned n);
@@ -172,6 +176,7 @@ public:
         unsigned size;        // parameters of the default object (resize); 0: none
         InputFunction* (*make)(const std::string& name, const Unit& unit);
         InputFunction* (*copy)(const InputFunction&);  // null: cannot be cloned
+        InputFunction* (*duplicate)(const InputFunction&);  // every class: see duplicate()
     };
     static const std::vector<Type>& types();
 

@@ -199,3 +199,11 @@ void Optimizable::evaluate(const double* t, unsigned T, unsigned x, unsigned y, 
             derivatives[static_cast<size_t>(i) * P + j] = derByIndex(index[j], t[i], x, y, z);
     }
 }
+
+void Optimizable::adoptFlags(const Optimizable& other) {
+    numder_ = other.numder_;
+    reported_ = other.reported_;
+    reportOwner_ = other.reportOwner_;
+    for (unsigned i = 0; i < parameter_.size() && i < other.parameter_.size(); ++i)
+        parameter_[i].setLog(other.parameter_[i].getLog());
+}

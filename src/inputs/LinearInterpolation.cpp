@@ -18,7 +18,7 @@ enum Cause : unsigned { kFewSamples, kTimeBeforeZero, kSizes };
 
 #define ASSERT_ONCE(cause, condition)                                                                                  \
     do {                                                                                                               \
-        if (!(condition) && firstReport(cause)) ASSERT(condition);                                                     \
+        if (!(condition)) reportOnce(cause, [&] { ASSERT(condition); });                                               \
     } while (0)
 
 LinearInterpolation::LinearInterpolation() : LinearInterpolation("", Unit()) {}

@@ -21,8 +21,9 @@ double ParametricInputFunction::storedValue(unsigned i, unsigned x, unsigned y, 
     if (volume->getVolumeSize() <= 1) return (*volume)(0u);
     // A map on another grid would be read out of range.
     if (!p.covers(x, y, z)) {
-        if (firstReport(kMapOutside))
+        reportOnce(kMapOutside, [&] {
             ERROR("%s: parameter '%s' has no value at voxel %u,%u,%u", type_.c_str(), p.getName().c_str(), x, y, z);
+        });
         return 0.0;
     }
     return p.valueAt(x, y, z);

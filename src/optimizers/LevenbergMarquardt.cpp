@@ -21,7 +21,12 @@ LevenbergMarquardt::LevenbergMarquardt() : Optimizer("Levenberg-Marquardt"), ram
                 "relative parameter change"};
 }
 
+LevenbergMarquardt::LevenbergMarquardt(const LevenbergMarquardt& master, Optimizable* model)
+    : Optimizer(master, model), rampLimit_(master.rampLimit_) {}
+
 LevenbergMarquardt::~LevenbergMarquardt() {}
+
+Optimizer* LevenbergMarquardt::makeWorker(Optimizable* model) const { return new LevenbergMarquardt(*this, model); }
 
 // What the stop rules look at: lambda of this step and of the last one, the
 // relative fall of chi-square, the largest parameter changes and the ramp.

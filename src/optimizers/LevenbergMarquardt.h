@@ -49,8 +49,11 @@ public:
 protected:
     // One voxel, from its tolerances to its closing report.
     void run(Voxel& voxel) override;
+    Optimizer* makeWorker(Optimizable* model) const override;
 
 private:
+    LevenbergMarquardt(const LevenbergMarquardt& master, Optimizable* model);
+
     struct Work;      // the arrays of one run and mrqmin's working set
     struct Progress;  // what the stop rules look at
 

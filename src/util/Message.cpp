@@ -27,19 +27,15 @@ thread_local MessageCapture* capture_ = nullptr;
 
 // Every console text goes through here.
 void emit(const char* text) {
-    if (capture_ != nullptr)
-        capture_->console(text);
-    else
-        sink_(text);
+    if (capture_ != nullptr) capture_->console(text);
+    else sink_(text);
 }
 
 }  // namespace
 
 void messageLog(const std::string& text) {
-    if (capture_ != nullptr)
-        capture_->log(text);
-    else
-        *_MessageHelper::out_ << text << std::flush;
+    if (capture_ != nullptr) capture_->log(text);
+    else *_MessageHelper::out_ << text << std::flush;
 }
 
 MessageCapture::Scope::Scope(MessageCapture& capture, const std::string& indent)
@@ -53,12 +49,26 @@ MessageCapture::Scope::~Scope() {
     _MessageHelper::indent_ = savedIndent_;
 }
 
+MessageCapture* MessageCapture::active() { return capture_; }
+
 void MessageCapture::replay() const {
+    bool skip = false;
     for (const Piece& piece : pieces_) {
-        if (piece.log)
-            messageLog(piece.text);
-        else
-            emit(piece.text.c_str());
+        switch (piece.kind) {
+        case ONCE_BEGIN:
+            skip = (*piece.owner & piece.bit) != 0;
+            *piece.owner |= piece.bit;
+            break;
+        case ONCE_END:
+            skip = false;
+            break;
+        case LOG:
+            if (!skip) messageLog(piece.text);
+            break;
+        case CONSOLE:
+            if (!skip) emit(piece.text.c_str());
+            break;
+        }
     }
 }
 
@@ -137,10 +147,8 @@ void _MessageHelper::operator()(const char* format, ...) {
 void _MessageHelper::indent(unsigned int n) { indent_.append(n, ' '); }
 
 void _MessageHelper::outdent(unsigned int n) {
-    if (indent_.size() > n)
-        indent_.resize(indent_.size() - n);
-    else
-        indent_.clear();
+    if (indent_.size() > n) indent_.resize(indent_.size() - n);
+    else indent_.clear();
 }
 
 std::string moduleName(const char* file) {
@@ -173,8 +181,7 @@ void _AssertFailed(const char* file, unsigned int line) {
 }
 
 void ResetMessageLogfile() {
-    if (_MessageHelper::out_ != &std::cout && _MessageHelper::out_ != nullptr)
-        delete _MessageHelper::out_;
+    if (_MessageHelper::out_ != &std::cout && _MessageHelper::out_ != nullptr) delete _MessageHelper::out_;
     _MessageHelper::out_ = &std::cout;
 }
 
@@ -192,8 +199,7 @@ void SetMessageLogfile(const std::string& name) {
     }
     auto* stream = new std::ofstream(name.c_str(), std::ios::out | std::ios::trunc);
     if (stream->good()) {
-        if (_MessageHelper::out_ != &std::cout && _MessageHelper::out_ != nullptr)
-            delete _MessageHelper::out_;
+        if (_MessageHelper::out_ != &std::cout && _MessageHelper::out_ != nullptr) delete _MessageHelper::out_;
         _MessageHelper::out_ = stream;
     } else {
         delete stream;  // nothing refers to it; keeping it would only leak

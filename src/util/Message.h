@@ -103,19 +103,32 @@ public:
         std::string savedIndent_;
     };
 
-    // Prints the kept texts through the console and the log, in order.
+    // Prints the kept texts through the console and the log, in order. A
+    // report made once per cause is printed if its bit in `*owner` is not
+    // set yet, and sets it: of the threads' first reports, the first in the
+    // order of replay stands, as the first one would on a single thread.
     void replay() const;
     void clear() { pieces_.clear(); }
     bool empty() const { return pieces_.empty(); }
 
+    // The capture of the calling thread; null outside a Scope.
+    static MessageCapture* active();
+
     // For the message functions.
-    void console(const char* text) { pieces_.push_back(Piece{false, text}); }
-    void log(const std::string& text) { pieces_.push_back(Piece{true, text}); }
+    void console(const char* text) { pieces_.push_back(Piece{CONSOLE, text, nullptr, 0}); }
+    void log(const std::string& text) { pieces_.push_back(Piece{LOG, text, nullptr, 0}); }
+    // The texts between these two are a report made once per cause `bit`,
+    // whose reported causes are kept in `*owner`.
+    void beginOnce(unsigned* owner, unsigned bit) { pieces_.push_back(Piece{ONCE_BEGIN, "", owner, bit}); }
+    void endOnce() { pieces_.push_back(Piece{ONCE_END, "", nullptr, 0}); }
 
 private:
+    enum Kind { CONSOLE, LOG, ONCE_BEGIN, ONCE_END };
     struct Piece {
-        bool log;
+        Kind kind;
         std::string text;
+        unsigned* owner;
+        unsigned bit;
     };
     std::vector<Piece> pieces_;
 };
@@ -128,27 +141,27 @@ void ResetMessageLogfile();
 // Prints the assertion report and carries on with the bad value.
 void _AssertFailed(const char* file, unsigned int line);
 
-#define MESSAGE(level, ...)                                                   \
-    do {                                                                      \
-        if (_MessageHelper::enabled(level)) _MessageHelper()(__VA_ARGS__);   \
+#define MESSAGE(level, ...)                                                                                            \
+    do {                                                                                                               \
+        if (_MessageHelper::enabled(level)) _MessageHelper()(__VA_ARGS__);                                             \
     } while (0)
 
 // Warnings vanish at verbosity 0 together with all ordinary messages.
-#define WARNING(...)                                                          \
-    do {                                                                      \
-        if (_MessageHelper::verbosity_ == 0) break;                           \
-        _MessageHelper _warning_helper;                                       \
-        _warning_helper.prefix() = "WARNING: " + _warning_helper.prefix();    \
-        messagePrintf("WARNING: ");                                           \
-        if (_MessageHelper::logging()) messageLog(_warning_helper.prefix()); \
-        _warning_helper(__VA_ARGS__);                                         \
+#define WARNING(...)                                                                                                   \
+    do {                                                                                                               \
+        if (_MessageHelper::verbosity_ == 0) break;                                                                    \
+        _MessageHelper _warning_helper;                                                                                \
+        _warning_helper.prefix() = "WARNING: " + _warning_helper.prefix();                                             \
+        messagePrintf("WARNING: ");                                                                                    \
+        if (_MessageHelper::logging()) messageLog(_warning_helper.prefix());                                           \
+        _warning_helper(__VA_ARGS__);                                                                                  \
     } while (0)
 
 #define ERROR _ErrorHelper(__FILE__, __LINE__)
 
-#define ASSERT(condition)                                                     \
-    do {                                                                      \
-        if (!(condition)) _AssertFailed(__FILE__, __LINE__);                  \
+#define ASSERT(condition)                                                                                              \
+    do {                                                                                                               \
+        if (!(condition)) _AssertFailed(__FILE__, __LINE__);                                                           \
     } while (0)
 
 #endif
