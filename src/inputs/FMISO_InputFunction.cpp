@@ -65,23 +65,21 @@ double FMISO_InputFunction::convolve(double k, double t, double b) const {
     const double tau = p_[0];
     double v = p_[1] / tau * decayedGeneralGamma(k, p_[2] / tau - k, b + 1.0, t);
     for (std::size_t j = 3; j + 2 < p_.size(); j += 3)
-        v += p_[j] * (decayedGeneralGamma(k, p_[j + 1] / tau - k, b, t) -
-                      decayedGeneralGamma(k, p_[j + 2] / tau - k, b, t));
+        v += p_[j] *
+             (decayedGeneralGamma(k, p_[j + 1] / tau - k, b, t) - decayedGeneralGamma(k, p_[j + 2] / tau - k, b, t));
     return scale_ * v;
 }
 
 double FMISO_InputFunction::convExp(double k, double t, unsigned x, unsigned y, unsigned z) {
     precompute(x, y, z);
-    return cached(convExpCache_, k, t, [&] {
-        return numconv_ ? InputFunction::convExp(k, t, x, y, z) : convolve(k, t, 1.0);
-    });
+    return cached(convExpCache_, k, t,
+                  [&] { return numconv_ ? InputFunction::convExp(k, t, x, y, z) : convolve(k, t, 1.0); });
 }
 
 double FMISO_InputFunction::convTimeExp(double k, double t, unsigned x, unsigned y, unsigned z) {
     precompute(x, y, z);
-    return cached(convTimeExpCache_, k, t, [&] {
-        return numconv_ ? InputFunction::convTimeExp(k, t, x, y, z) : convolve(k, t, 2.0);
-    });
+    return cached(convTimeExpCache_, k, t,
+                  [&] { return numconv_ ? InputFunction::convTimeExp(k, t, x, y, z) : convolve(k, t, 2.0); });
 }
 
 void FMISO_InputFunction::initParameters(const Dataset* data, const VOI* voi) {
@@ -130,24 +128,24 @@ void FMISO_InputFunction::initParameters(const Dataset* data, const VOI* voi) {
 double FMISO_InputFunction::partial(unsigned index, double t) {
     const double u = t / p_[0];
     switch (index) {
-        case 0:
-            return 0.0;  // deliberately: no derivative by the time scale (hold tau or use numder)
-        case 1:
-            return u * std::exp(-p_[2] * u);
-        case 2:
-            return -p_[1] * u * u * std::exp(-p_[2] * u);
-        default:
-            break;
+    case 0:
+        return 0.0;  // deliberately: no derivative by the time scale (hold tau or use numder)
+    case 1:
+        return u * std::exp(-p_[2] * u);
+    case 2:
+        return -p_[1] * u * u * std::exp(-p_[2] * u);
+    default:
+        break;
     }
     const unsigned j = 3 + 3 * ((index - 3) / 3);
     const double A = p_[j], c1 = p_[j + 1], c2 = p_[j + 2];
     switch ((index - 3) % 3) {
-        case 0:
-            return std::exp(-c1 * u) - std::exp(-c2 * u);
-        case 1:
-            return -A * u * std::exp(-c1 * u);
-        default:
-            return A * u * std::exp(-c2 * u);
+    case 0:
+        return std::exp(-c1 * u) - std::exp(-c2 * u);
+    case 1:
+        return -A * u * std::exp(-c1 * u);
+    default:
+        return A * u * std::exp(-c2 * u);
     }
 }
 

@@ -53,8 +53,8 @@ void McN_ReferenceFunction::forEachTerm(F f) const {
 
 double McN_ReferenceFunction::operator()(double t, unsigned x, unsigned y, unsigned z) {
     precompute(x, y, z);
-    MESSAGE(6, "calling McN_refFct at t=%.2f with parameters: %.4f,%.3f,%.3f,%.3f,%.3f,%.3f,\n", t, shown(0),
-            shown(1), shown(2), shown(3), shown(4), shown(5));
+    MESSAGE(6, "calling McN_refFct at t=%.2f with parameters: %.4f,%.3f,%.3f,%.3f,%.3f,%.3f,\n", t, shown(0), shown(1),
+            shown(2), shown(3), shown(4), shown(5));
     // No value cache: each term is one small closed form.
     double sum = 0.0;
     forEachTerm([&](const Term& term) { sum += term.weight * expConvolution(term.rates, term.n, t); });
@@ -130,15 +130,15 @@ double McN_ReferenceFunction::partial(unsigned index, double t) {
         const unsigned j = 3 + 3 * ((index - 3) / 3);
         const double a = p_[j], b = p_[j + 1], c = p_[j + 2], r1 = 1.0 / b, r2 = r1 + 1.0 / c;
         switch ((index - 3) % 3) {
-            case 0:  // a (G(r1, l) - G(r2, l))
-                d = G({r1, lambda}) - G({r2, lambda});
-                break;
-            case 1:  // dr1/db = dr2/db = -1/b^2
-                d = a / (b * b) * (G({r1, r1, lambda}) - G({r2, r2, lambda}));
-                break;
-            default:  // dr2/dc = -1/c^2
-                d = -a / (c * c) * G({r2, r2, lambda});
-                break;
+        case 0:  // a (G(r1, l) - G(r2, l))
+            d = G({r1, lambda}) - G({r2, lambda});
+            break;
+        case 1:  // dr1/db = dr2/db = -1/b^2
+            d = a / (b * b) * (G({r1, r1, lambda}) - G({r2, r2, lambda}));
+            break;
+        default:  // dr2/dc = -1/c^2
+            d = -a / (c * c) * G({r2, r2, lambda});
+            break;
         }
     } else {
         ERROR("McN_ReferenceFunction: invalid parameter '%s'", name);

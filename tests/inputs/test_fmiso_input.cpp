@@ -109,7 +109,8 @@ TEST(FmisoInput, StartValuesPutTheRiseOnTheMeasuredPeak) {
 
 TEST(FmisoInput, PeakInTheFirstOrLastFrameLeavesTheStartValues) {
     Quiet quiet;
-    for (const std::vector<double>& values : {std::vector<double>{9.0, 3.0, 2.0, 1.0}, std::vector<double>{1.0, 2.0, 3.0, 9.0}}) {
+    for (const std::vector<double>& values :
+         {std::vector<double>{9.0, 3.0, 2.0, 1.0}, std::vector<double>{1.0, 2.0, 3.0, 9.0}}) {
         FMISO_InputFunction f = make();
         const double before = f.getParameterInitValue("c0", 0, 0, 0);
         const Dataset4D<double> data = curve(values);

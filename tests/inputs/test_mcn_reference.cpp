@@ -42,7 +42,8 @@ double expandedForm(const std::vector<double>& p, double t) {
     double y = -(a1 / q) * t * std::exp(-t / a2) - (a1 * a2 / (q * q)) * (std::exp(-t / a2) - E);
     for (size_t j = 3; j + 2 < p.size(); j += 3) {
         const double a = p[j], b = p[j + 1], c = p[j + 2];
-        y += -(a / (1 / b - l)) * (std::exp(-t / b) - E) + (a / (1 / b - l + 1 / c)) * (std::exp(-(1 / b + 1 / c) * t) - E);
+        y += -(a / (1 / b - l)) * (std::exp(-t / b) - E) +
+             (a / (1 / b - l + 1 / c)) * (std::exp(-(1 / b + 1 / c) * t) - E);
     }
     return y;
 }
