@@ -24,11 +24,6 @@ FMISO_InputFunction make(const std::vector<double>& p = kParams, const Unit& uni
     return f;
 }
 
-TEST(FmisoInput, ZeroAtTimeZeroWhateverTheTerms) {
-    FMISO_InputFunction f = make({45.0, 7.0, 3.0, 2.0, 0.4, 0.4, -5.0, 0.1, 2.0});
-    EXPECT_EQ(f(0.0, 0, 0, 0), 0.0);
-}
-
 TEST(FmisoInput, ConvolutionsMatchQuadratureOfTheCurve) {
     FMISO_InputFunction f = make();
     // k ordinary, zero, and equal to the rates c0/tau and c2/tau of the terms.
