@@ -33,6 +33,7 @@ LinearInterpolation::LinearInterpolation(const std::string& name, const Unit& un
 // No call has ended anywhere yet: a NaN time and rate never compare equal,
 // so the first call of each convolution sums in full.
 void LinearInterpolation::resetChains() {
+    frameTime_.clear();
     for (ChainPair* chains : {&chainsConvExp_, &chainsConvTimeExp_}) {
         for (ChainState& c : chains->slot) {
             c.lastIndex = 0;
@@ -69,6 +70,7 @@ void LinearInterpolation::assertSizes() const {
 // function's own unit (no unit factor, no scale_). Samples without a
 // parameter (after a mismatch that assertSizes reported) read as 0.0.
 void LinearInterpolation::load(unsigned x, unsigned y, unsigned z) {
+    frameTime_.clear();
     const std::size_t n = time_.size();
     value_.resize(n);
     for (std::size_t i = 0; i < n; ++i) value_[i] = i < parameter_.size() ? parameter_[i].valueAt(x, y, z) : 0.0;

@@ -31,7 +31,7 @@ void LinearInterpolation::intervalPair(double k, double a, double b, double x0, 
 void LinearInterpolation::convolveFrames(double k, const double* t, unsigned T, unsigned x, unsigned y, unsigned z,
                                          double* value, double* conv, double* convT) {
     const std::size_t n = time_.size();
-    bool fused = !numconv_ && n >= 2 && !_MessageHelper::enabled(5);
+    bool fused = !numconv_ && n >= 2 && T > 0 && !_MessageHelper::enabled(5);
     for (unsigned i = 0; fused && i < T; ++i) fused = t[i] >= 0.0;
     if (!fused) {
         InputFunction::convolveFrames(k, t, T, x, y, z, value, conv, convT);
@@ -51,6 +51,16 @@ void LinearInterpolation::convolveFrames(double k, const double* t, unsigned T, 
     }
     const double* Ts = time_.data();
     const double* Y = value_.data();
+    if (frameTime_.size() != T || std::memcmp(frameTime_.data(), t, T * sizeof(double)) != 0) {
+        frameTime_.assign(t, t + T);
+        frameValue_.resize(T);
+        frameStep_.resize(T);
+        for (unsigned f = 0; f < T; ++f) {
+            frameValue_[f] = (*this)(t[f], x, y, z);
+            frameStep_[f] = gridIndex(t[f]);
+        }
+    }
+    result_ = frameValue_[T - 1];  // as the last call of the value leaves it
     for (Prefix* prefix : {&e.prefix, &w.prefix}) {
         if (!(prefix->k == k)) {
             prefix->k = k;
@@ -63,7 +73,7 @@ void LinearInterpolation::convolveFrames(double k, const double* t, unsigned T, 
     }
     for (unsigned f = 0; f < T; ++f) {
         const double tf = t[f];
-        value[f] = (*this)(tf, x, y, z);
+        value[f] = frameValue_[f];
         double S = 0.0, ST = 0.0, I, IT;
         double yl = 0.0, m = 0.0;
         std::size_t last = 0;
@@ -82,24 +92,34 @@ void LinearInterpolation::convolveFrames(double k, const double* t, unsigned T, 
         } else {
             // The partial sums of both chains advance together: their counts
             // agree unless one of them was used alone before.
-            const std::size_t steps = gridIndex(tf);
-            for (Prefix* prefix : {&e.prefix, &w.prefix}) {
-                const bool timed = prefix == &w.prefix;
-                for (std::size_t i = prefix->count; i < steps; ++i) {
-                    double v = 0.0;
-                    if (i == 0) {
-                        if (Ts[0] > 0) {
-                            intervalPair(k, 0.0, Ts[0], Ts[0], Y[0], Y[0] / Ts[0], I, IT);
-                            v = timed ? IT : I;
-                        }
-                    } else {
-                        intervalPair(k, Ts[i - 1], Ts[i], Ts[i], Y[i], (Y[i] - Y[i - 1]) / (Ts[i] - Ts[i - 1]), I, IT);
-                        v = prefix->sum[i - 1] + (timed ? IT : I);
-                    }
-                    prefix->sum[i] = v;
+            const std::size_t steps = frameStep_[f];
+            // Step i of the partial sums: interval i of the grid.
+            auto stepInterval = [&](std::size_t i, double& a, double& b) {
+                a = b = 0.0;
+                if (i == 0) {
+                    if (Ts[0] > 0) intervalPair(k, 0.0, Ts[0], Ts[0], Y[0], Y[0] / Ts[0], a, b);
+                } else {
+                    intervalPair(k, Ts[i - 1], Ts[i], Ts[i], Y[i], (Y[i] - Y[i - 1]) / (Ts[i] - Ts[i - 1]), a, b);
                 }
-                if (steps > prefix->count) prefix->count = steps;
+            };
+            if (e.prefix.count == w.prefix.count) {
+                for (std::size_t i = e.prefix.count; i < steps; ++i) {
+                    stepInterval(i, I, IT);
+                    e.prefix.sum[i] = i == 0 ? I : e.prefix.sum[i - 1] + I;
+                    w.prefix.sum[i] = i == 0 ? IT : w.prefix.sum[i - 1] + IT;
+                }
+            } else {
+                for (std::size_t i = e.prefix.count; i < steps; ++i) {
+                    stepInterval(i, I, IT);
+                    e.prefix.sum[i] = i == 0 ? I : e.prefix.sum[i - 1] + I;
+                }
+                for (std::size_t i = w.prefix.count; i < steps; ++i) {
+                    stepInterval(i, I, IT);
+                    w.prefix.sum[i] = i == 0 ? IT : w.prefix.sum[i - 1] + IT;
+                }
             }
+            for (Prefix* prefix : {&e.prefix, &w.prefix})
+                if (steps > prefix->count) prefix->count = steps;
             if (steps > 0) {
                 last = steps - 1;
                 S = e.prefix.sum[last];

@@ -133,6 +133,11 @@ private:
 
     std::vector<double> time_;
     std::vector<double> value_;
+    // What convolveFrames keeps of the frames of its last walk, which do
+    // not depend on the rate: their times, the curve's values there and the
+    // grid index of each (gridIndex). Dropped whenever samples are loaded.
+    std::vector<double> frameTime_, frameValue_;
+    std::vector<std::size_t> frameStep_;
     ChainPair chainsConvExp_;
     ChainPair chainsConvTimeExp_;
     Terms terms_[2];
