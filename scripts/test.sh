@@ -28,7 +28,7 @@ package_check() {
         || { tail -n 40 "$tmp/install.log"; rm -rf "$tmp"; return 1; }
     HOME=$tmp octave --no-gui --norc --quiet --no-window-system --eval "$setup pkg load kinetra;
         where = which ('kinetra');
-        assert (regexp (where, '[.]mex$'), 'kinetra resolves to %s, not the module', where);
+        assert (! isempty (regexp (where, '[.]mex$')), 'kinetra resolves to %s, not the module', where);
         txt = get_help_text ('kinetra');
         assert (! isempty (strfind (txt, 'Pharmacokinetic modelling of dynamic images')), 'help kinetra: no overview');
         % The example of the help text, run as it stands.

@@ -24,7 +24,8 @@
 ## protocol
 ## @item delete
 ## delete a dataset, input function, protocol or VOI
-## @item exit, quit
+## @item exit
+## @itemx quit
 ## stop a kinetra script (text route only)
 ## @item filter
 ## filter data: time and volume filters, VOI statistics, decay, scaling
@@ -35,12 +36,15 @@
 ## help of one command
 ## @item process
 ## perform the analysis defined by the current protocol
-## @item read, write
+## @item read
+## @itemx write
 ## Analyze images (with their @file{.time} file of frame times), VOIs and
 ## text curves
 ## @item reset
 ## back to the state after loading
-## @item select, set, show
+## @item select
+## @itemx set
+## @itemx show
 ## select an item of a list, set its values, show the lists
 ## @item status
 ## memory and CPU time of the Octave process
