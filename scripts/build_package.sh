@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the Octave package kinetra-<version>.tar.gz from the repository:
 #   DESCRIPTION, INDEX, COPYING   from package/ (the version is DESCRIPTION's)
+#   post_install.m                moves the help file kinetra.m beside kinetra.mex
 #   src/                          the toolbox sources, the package Makefile and
 #                                 kinetra.m (the help beside kinetra.mex)
 #   inst/                         the demos and helpers of examples/
@@ -18,7 +19,7 @@ stage=$(mktemp -d)
 trap 'rm -rf "$stage"' EXIT
 pkg=$stage/kinetra-$version
 mkdir -p "$pkg/src" "$pkg/inst"
-cp package/DESCRIPTION package/INDEX "$pkg/"
+cp package/DESCRIPTION package/INDEX package/post_install.m "$pkg/"
 # The licence notice, followed by the licence's full text where the system has it.
 cp package/COPYING "$pkg/COPYING"
 if [ -f /usr/share/common-licenses/GPL-3 ]; then
