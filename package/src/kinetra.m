@@ -63,6 +63,7 @@
 ## @group
 ## [frames, plasma, tissue, k1true] = one_tissue_data (4, 4, 2, 0.01);
 ## kinetra ('set', 'tac', 'plasma', [frames(:, 1), plasma]);
+## kinetra ('set', 'data', 'plasma', 'unit', 'kBq/ml');
 ## kinetra ('select', 'input', 'LinearInterpolation');
 ## kinetra ('set', 'input', 'init', 'plasma');
 ## kinetra ('select', 'model', 'Generic_1TC');
