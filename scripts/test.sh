@@ -39,7 +39,7 @@ package_check() {
         printf ('package: %s, k1 median relative error %.2g\n', where, median (rel));" \
         >"$tmp/load.log" 2>&1
     rc=$?
-    grep -E '^package: |error' "$tmp/load.log" | grep -v 'execution_exception. while preparing to exit'
+    grep -E '^package: |^error' "$tmp/load.log" | grep -v 'execution_exception. while preparing to exit'
     [ "$rc" -eq 0 ] && echo "package test: passed" || { tail -n 30 "$tmp/load.log"; echo "package test: failed"; }
     rm -rf "$tmp"
     return "$rc"
