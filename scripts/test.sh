@@ -3,7 +3,8 @@
 # scripts in a normal build, then the unit tests again under
 # AddressSanitizer and UndefinedBehaviorSanitizer, and the Octave scripts
 # once more against a module built with both sanitizers, loaded into Octave
-# with the sanitizer runtime preloaded: a memory error anywhere fails them.
+# with the sanitizer runtime preloaded: a memory error anywhere fails them;
+# and the fits on worker threads under ThreadSanitizer.
 #
 # Then the Octave package: built by scripts/build_package.sh, installed with
 # pkg into a temporary prefix (HOME too is a temporary folder, so the user's
@@ -56,7 +57,8 @@ run_suite() {  # name, build dir, cmake options...; $target and $tests narrow th
     echo "== $name: configure and build in $dir"
     cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKINETRA_WERROR=ON "$@" >"$dir.configure.log" 2>&1 \
         || { cat "$dir.configure.log"; return 1; }
-    cmake --build "$dir" -j"$jobs" ${target:+--target "$target"} >"$dir.build.log" 2>&1 \
+    # shellcheck disable=SC2086  # $target may name several targets
+    cmake --build "$dir" -j"$jobs" ${target:+--target $target} >"$dir.build.log" 2>&1 \
         || { tail -n 60 "$dir.build.log"; return 1; }
     echo "== $name: tests"
     (cd "$dir" && ctest --output-on-failure -j"$jobs" ${tests:+-R "$tests"} 2>&1) | tee "$dir.ctest.log"
@@ -81,11 +83,19 @@ target=kinetra_octave tests='^octave[.]' \
     -DKINETRA_BENCH=OFF "-DKINETRA_OCTAVE_ENV=$octave_env"
 sanitized_octave=$?
 
+# The voxel walk on worker threads under ThreadSanitizer: the tests that fit
+# on several threads, with at least two threads whatever the machine.
+mkdir -p build-tsan
+KINETRA_THREADS=3 TSAN_OPTIONS=halt_on_error=1 target="test_fit test_util test_model" \
+    tests='^(ParallelWalk|MessageTest|Threads|BatchEvaluate|Sequences|OptimizerWalk)[.]' \
+    run_suite "thread sanitizer build" build-tsan -DKINETRA_TSAN=ON -DKINETRA_OCTAVE=OFF -DKINETRA_BENCH=OFF
+threaded=$?
+
 # One closing line for all runs, counted from CTest's own summaries and the
 # package check.
 passed=0
 failed=0
-for log in build.ctest.log build-asan.ctest.log build-asan-octave.ctest.log; do
+for log in build.ctest.log build-asan.ctest.log build-asan-octave.ctest.log build-tsan.ctest.log; do
     line=$(grep -E '^[0-9]+% tests passed, [0-9]+ tests failed out of [0-9]+' "$log" 2>/dev/null | tail -n 1)
     if [ -z "$line" ]; then failed=$((failed + 1)); continue; fi
     f=$(echo "$line" | sed -E 's/.* ([0-9]+) tests failed out of ([0-9]+).*/\1/')
@@ -97,4 +107,5 @@ package_check
 packaged=$?
 if [ "$packaged" -eq 0 ]; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
 echo "$passed passed, $failed failed"
-[ "$normal" -eq 0 ] && [ "$sanitized" -eq 0 ] && [ "$sanitized_octave" -eq 0 ] && [ "$failed" -eq 0 ]
+[ "$normal" -eq 0 ] && [ "$sanitized" -eq 0 ] && [ "$sanitized_octave" -eq 0 ] && [ "$threaded" -eq 0 ] &&
+    [ "$failed" -eq 0 ]
