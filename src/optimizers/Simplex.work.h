@@ -5,6 +5,8 @@
 #ifndef KINETRA_OPTIMIZERS_SIMPLEX_WORK_H
 #define KINETRA_OPTIMIZERS_SIMPLEX_WORK_H
 
+#include <algorithm>
+#include <climits>
 #include <vector>
 
 #include "optimizers/Simplex.h"
@@ -34,8 +36,13 @@ struct Simplex::Work : Optimizer::Voxel::State {
     double* row(unsigned i) { return block.data() + static_cast<size_t>(i) * P; }
     const double* row(unsigned i) const { return block.data() + static_cast<size_t>(i) * P; }
     const StopSettings& settings() const { return voxel.settings; }
-    // The step budget of a voxel.
-    int budget() const { return static_cast<int>(P) * settings().maxiter; }
+    // The step budget of a voxel, P * maxiter, kept below INT_MAX - P so
+    // that neither the product nor the count, which a pass raises by at
+    // most P + 1 past it, overflows.
+    int budget() const {
+        const long long steps = static_cast<long long>(P) * settings().maxiter;
+        return static_cast<int>(std::min<long long>(steps, static_cast<long long>(INT_MAX) - P - 1));
+    }
 
     const Optimizer::Voxel& voxel;
     const unsigned P;  // fitted parameters
