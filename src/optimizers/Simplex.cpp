@@ -195,14 +195,15 @@ double Simplex::tryPoint(Work& w, double fac) {
 // Reflect; a new best expands, a point no better than the second worst
 // contracts, and a failed contraction shrinks the simplex.
 void Simplex::move(Work& w) {
-    const double reflected = tryPoint(w, -1.0);
+    const double reflect = -1.0, expand = 2.0, contract = 0.5;
+    const double reflected = tryPoint(w, reflect);
     if (reflected <= w.values[w.ilo]) {
         ++w.iteration;
-        tryPoint(w, 2.0);
+        tryPoint(w, expand);
     } else if (reflected >= w.values[w.inhi]) {
         ++w.iteration;
         const double worst = w.values[w.ihi];
-        if (!(tryPoint(w, 0.5) < worst)) shrink(w);
+        if (!(tryPoint(w, contract) < worst)) shrink(w);
     }
 }
 
