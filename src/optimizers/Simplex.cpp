@@ -15,6 +15,8 @@ Simplex::Simplex() : Optimizer("Simplex") {
 
 Simplex::~Simplex() {}
 
+Optimizer* Simplex::makeWorker(Optimizable* model) const { return new Simplex(*this, model); }
+
 void Simplex::run(Voxel& voxel) {
     Work& w = voxel.state<Work>();
     if (!beginVoxel(voxel)) return;

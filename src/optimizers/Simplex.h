@@ -38,8 +38,11 @@ public:
 
 protected:
     void run(Voxel& voxel) override;
+    Optimizer* makeWorker(Optimizable* model) const override;
 
 private:
+    Simplex(const Simplex& master, Optimizable* model) : Optimizer(master, model) {}
+
     struct Work;  // the simplex and what a voxel's search reached
 
     // Writes p[0..P) into the fitted parameters at the voxel in work and

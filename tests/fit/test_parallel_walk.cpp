@@ -10,7 +10,7 @@
 #include <string>
 
 #include "FitFixture.h"
-#include "optimizers/MultiDimGlobal.h"
+#include "optimizers/Simplex.h"
 
 using namespace fit;
 
@@ -112,4 +112,26 @@ TEST(ParallelWalk, AHookThatStopsEndsAfterTheSameVoxel) {
     EXPECT_EQ(difference(text[1], text[0]), "");
     EXPECT_TRUE(bytes[1] == bytes[0]);
     EXPECT_NE(text[0].find("Optimization stopped by user"), std::string::npos);
+}
+
+// Every method with workers walks the same way: the simplex here.
+TEST(ParallelWalk, SimplexSameTextAndMaps) {
+    std::string text[2], bytes[2];
+    for (int c = 0; c < 2; ++c) {
+        Threads threads(c == 0 ? "1" : "3");
+        Verbosity v(3);
+        Scene s;
+        noisyScene(s);
+        Simplex simplex;
+        simplex.setData(s.data.get());
+        simplex.setVOI(s.voi.get());
+        simplex.setOptimizable(s.model.get());
+        mexhost::clearOutput();
+        simplex.run();
+        text[c] = masked(mexhost::takeOutput());
+        bytes[c] = snapshot(s, simplex);
+    }
+    EXPECT_EQ(difference(text[1], text[0]), "");
+    EXPECT_TRUE(bytes[1] == bytes[0]);
+    EXPECT_NE(text[0].find("VOXEL 5,4,0"), std::string::npos);
 }
