@@ -98,40 +98,42 @@ TEST(ParallelWalk, SameTextMapsAndRecordsForAnyThreadCount) {
     }
 }
 
+// The text and snapshot of `fit` on a fresh noisy scene with `threads` threads.
+template <class F>
+std::pair<std::string, std::string> threadedRun(const char* threads, F fit) {
+    Threads t(threads);
+    Verbosity v(3);
+    Scene s;
+    noisyScene(s);
+    return fit(s);
+}
+
 TEST(ParallelWalk, AHookThatStopsEndsAfterTheSameVoxel) {
-    std::string text[2], bytes[2];
-    for (int c = 0; c < 2; ++c) {
-        Threads threads(c == 0 ? "1" : "3");
-        Verbosity v(3);
-        Scene s;
-        noisyScene(s);
+    auto fit = [](Scene& s) {
         s.lm.setUpdate(new StopAfter(7));
-        text[c] = masked(s.run());
-        bytes[c] = snapshot(s, s.lm);
-    }
-    EXPECT_EQ(difference(text[1], text[0]), "");
-    EXPECT_TRUE(bytes[1] == bytes[0]);
-    EXPECT_NE(text[0].find("Optimization stopped by user"), std::string::npos);
+        const std::string text = masked(s.run());
+        return std::make_pair(text, snapshot(s, s.lm));
+    };
+    const auto one = threadedRun("1", fit), three = threadedRun("3", fit);
+    EXPECT_EQ(difference(three.first, one.first), "");
+    EXPECT_TRUE(three.second == one.second);
+    EXPECT_NE(one.first.find("Optimization stopped by user"), std::string::npos);
 }
 
 // Every method with workers walks the same way: the simplex here.
 TEST(ParallelWalk, SimplexSameTextAndMaps) {
-    std::string text[2], bytes[2];
-    for (int c = 0; c < 2; ++c) {
-        Threads threads(c == 0 ? "1" : "3");
-        Verbosity v(3);
-        Scene s;
-        noisyScene(s);
+    auto fit = [](Scene& s) {
         Simplex simplex;
         simplex.setData(s.data.get());
         simplex.setVOI(s.voi.get());
         simplex.setOptimizable(s.model.get());
         mexhost::clearOutput();
         simplex.run();
-        text[c] = masked(mexhost::takeOutput());
-        bytes[c] = snapshot(s, simplex);
-    }
-    EXPECT_EQ(difference(text[1], text[0]), "");
-    EXPECT_TRUE(bytes[1] == bytes[0]);
-    EXPECT_NE(text[0].find("VOXEL 5,4,0"), std::string::npos);
+        const std::string text = masked(mexhost::takeOutput());
+        return std::make_pair(text, snapshot(s, simplex));
+    };
+    const auto one = threadedRun("1", fit), three = threadedRun("3", fit);
+    EXPECT_EQ(difference(three.first, one.first), "");
+    EXPECT_TRUE(three.second == one.second);
+    EXPECT_NE(one.first.find("VOXEL 5,4,0"), std::string::npos);
 }
