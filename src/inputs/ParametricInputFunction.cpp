@@ -36,6 +36,7 @@ bool ParametricInputFunction::precompute(unsigned x, unsigned y, unsigned z) {
     x_ = x;
     y_ = y;
     z_ = z;
+    loaded();
     cacheClear();
     changed_ = false;
     return true;
@@ -93,7 +94,7 @@ bool ParametricInputFunction::measuredPeak(const Dataset* data, const VOI* voi, 
     double max = 0.0;
     for (unsigned t = 0; t < T; ++t) {
         times[t] = series->getModelTime(t);
-        curve[t] = t < mean.getDimensionT() ? mean(0, 0, 0, t) * factor : 0.0;
+        curve[t] = t < mean.getDimensionT() ? mean(t, 0, 0, 0) * factor : 0.0;
         if (curve[t] > max) {
             max = curve[t];
             imax = t;
