@@ -30,10 +30,24 @@ public:
     double convTimeExp(double k, double t, unsigned x, unsigned y, unsigned z) override;
     void initParameters(const Dataset* data, const VOI* voi) override;
     void init(const std::vector<double>& values) override;
+    // tau, t0 and whole terms: 2 + 3 m parameters, m >= 1.
+    bool checkSize(long n) const override;
 
 protected:
     double partial(unsigned index, double t) override;
     void reportUnknown(const std::string& name) const override;
+    void loaded() override;
+
+private:
+    // sum_j A_j / tau^B_j exp(-k t) G(C_j / tau - k, B_j + 1 + extra, t): the
+    // convolution (extra 0) or the timed one (extra 1) for t0 = 0, unscaled.
+    double gammaSum(double k, double t, double extra) const;
+    // The starting values of initParameters from the peak of the measured
+    // curve: the pair form (some B is 0) or the plain form.
+    bool pairForm(const std::vector<double>& times, const std::vector<double>& curve, unsigned imax);
+    void plainForm(const std::vector<double>& times, const std::vector<double>& curve, unsigned imax);
+    // Whether the `count` parameters from `first` on are all const.
+    bool allConst(std::size_t first, std::size_t count) const;
 };
 
 #endif

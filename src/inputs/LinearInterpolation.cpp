@@ -10,7 +10,7 @@
 namespace {
 const double kNoTime = std::numeric_limits<double>::quiet_NaN();
 
-// Causes of the assertions below, each reported once (Optimizable::firstReport):
+// Causes of the assertions below, each reported once (Optimizable::reportOnce):
 // they come from the data and would otherwise repeat at every evaluation of
 // a fit, thousands of lines for one fault.
 enum Cause : unsigned { kFewSamples, kTimeBeforeZero, kSizes };
@@ -266,6 +266,61 @@ double LinearInterpolation::interval(double k, double a, double b, double x0, do
     return Timed ? timeIntervalOnTerms(e.ea, e.p1, e.p2, e.p3, a, w, p, m) : intervalOnTerms(e.ea, e.p1, e.p2, w, p, m);
 }
 
+// The interval [a, b] of the line y0 + m (s - x0) against exp(k (s - t)):
+// as integrateInterval (and with the factor s, integrateTimeInterval) times
+// exp(-k t), with ea phi_n(k w) formed from exp(k (a - t)) and exp(k (b - t)),
+// which stay below 1 for k > 0 and a, b <= t, by the recurrences
+// phi_1 = (e^z - 1) / z, phi_2 = (e^z - phi_1) / z, phi_3 = (e^z - 2 phi_2) / z.
+namespace {
+
+template <bool Timed>
+double foldedInterval(double k, double a, double b, double t, double x0, double y0, double m) {
+    const double w = b - a, p = y0 + m * (a - x0), z = k * w;
+    const double ea = std::exp(k * (a - t));
+    double p1, p2, p3;
+    if (std::fabs(z) < 0.5) {
+        phi<Timed>(z, p1, p2, p3);
+        p1 *= ea;
+        p2 *= ea;
+        p3 *= ea;
+    } else {
+        const double eb = std::exp(k * (b - t));
+        p1 = (eb - ea) / z;
+        p2 = (eb - p1) / z;
+        p3 = Timed ? (eb - 2.0 * p2) / z : 0.0;
+    }
+    return Timed ? timeIntervalOnTerms(1.0, p1, p2, p3, a, w, p, m) : intervalOnTerms(1.0, p1, p2, w, p, m);
+}
+
+}  // namespace
+
+// The segments of the full sum of convolve, in its order and with its lines.
+template <bool Timed>
+double LinearInterpolation::foldedConvolve(double k, double t) const {
+    const std::size_t n = time_.size();
+    const double* T = time_.data();
+    const double* Y = value_.data();
+    double S = 0.0, yl = 0.0, m = 0.0;
+    std::size_t i = 0;
+    for (; i < n && t > T[i]; ++i) {
+        if (i == 0) {
+            if (T[0] > 0) {
+                yl = Y[0];
+                m = Y[0] / T[0];
+                S = foldedInterval<Timed>(k, 0.0, T[0], t, T[0], Y[0], m);
+            }
+        } else {
+            yl = Y[i];
+            m = (Y[i] - Y[i - 1]) / (T[i] - T[i - 1]);
+            S += foldedInterval<Timed>(k, T[i - 1], T[i], t, T[i], Y[i], m);
+        }
+    }
+    const std::size_t last = i > 0 ? i - 1 : 0;
+    if (t > T[n - 1]) return S + foldedInterval<Timed>(k, T[n - 1], t, t, T[n - 1], yl, m);
+    if (t <= T[0]) return S + foldedInterval<Timed>(k, 0.0, t, t, T[0], Y[0], Y[0] / T[0]);
+    return S + foldedInterval<Timed>(k, T[last], t, t, T[last], yl, (Y[last + 1] - yl) / (T[last + 1] - T[last]));
+}
+
 double LinearInterpolation::decay(double k, double t) {
     if (!sameBits(k, decayK_) || !sameBits(t, decayT_)) {
         decayK_ = k;
@@ -362,12 +417,21 @@ double LinearInterpolation::convolve(double k, double t, unsigned x, unsigned y,
     chain.lastK = k;
     chain.lastIndex = static_cast<std::uint32_t>(last);
     chain.lastTime = t;
-    const double result = S * decay(k, t);
+    double result = S * decay(k, t);
+    // The sum carries exp(k s): for large k t it overflows while exp(-k t)
+    // underflows (inf * 0 = NaN), or the factor is subnormal and the product
+    // inexact. Then the exponential goes into the terms instead; any result
+    // that was finite with a normal factor stays as it was.
+    if (k != 0.0 && (!(std::fabs(result) <= std::numeric_limits<double>::max()) ||
+                     decay(k, t) < std::numeric_limits<double>::min()))
+        result = foldedConvolve<Timed>(k, t);
     if (Timed) MESSAGE(5, "LinearInterpolation:convTimeExp(k=%lg,t=%lg) = %lg\n", k, t, result);
     else MESSAGE(5, "LinearInterpolation:convExp(k=%lg,t=%lg) = %lg\n", k, t, result);
     return result;
 }
 
-// The one-pass convolutions (LinearInterpolation.frames.cpp) use the same intervals.
+// The one-pass convolutions (LinearInterpolation.frames.cpp) use the same forms.
 template double LinearInterpolation::interval<false>(double, double, double, double, double, double);
 template double LinearInterpolation::interval<true>(double, double, double, double, double, double);
+template double LinearInterpolation::foldedConvolve<false>(double, double) const;
+template double LinearInterpolation::foldedConvolve<true>(double, double) const;

@@ -1,5 +1,7 @@
 // The measured input: the convolutions of one rate over all frames in one pass.
+#include <cmath>
 #include <cstring>
+#include <limits>
 
 #include "inputs/LinearInterpolation.h"
 #include "util/Message.h"
@@ -154,5 +156,13 @@ void LinearInterpolation::convolveFrames(double k, const double* t, unsigned T, 
         const double d = decay(k, tf);
         conv[f] = S * d;
         convT[f] = ST * d;
+        // Where the running sums overflow, convolve takes the folded form.
+        if (k != 0.0 && d < std::numeric_limits<double>::min()) {
+            conv[f] = foldedConvolve<false>(k, tf);
+            convT[f] = foldedConvolve<true>(k, tf);
+        } else if (k != 0.0) {
+            if (!(std::fabs(conv[f]) <= std::numeric_limits<double>::max())) conv[f] = foldedConvolve<false>(k, tf);
+            if (!(std::fabs(convT[f]) <= std::numeric_limits<double>::max())) convT[f] = foldedConvolve<true>(k, tf);
+        }
     }
 }

@@ -130,6 +130,11 @@ private:
     // The closed-form convolution; Timed selects convTimeExp.
     template <bool Timed>
     double convolve(double k, double t, unsigned x, unsigned y, unsigned z, Chain chain);
+    // The same convolution with exp(-k t) taken into every interval,
+    // exp(k (s - t)) in place of exp(k s): finite where the running sum
+    // overflows (k t beyond ~709), at the price of a full sum.
+    template <bool Timed>
+    double foldedConvolve(double k, double t) const;
 
     std::vector<double> time_;
     std::vector<double> value_;

@@ -37,6 +37,7 @@ bool ParametricInputFunction::precompute(unsigned x, unsigned y, unsigned z) {
     x_ = x;
     y_ = y;
     z_ = z;
+    loaded();
     cacheClear();
     changed_ = false;
     return true;

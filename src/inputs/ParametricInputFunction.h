@@ -41,6 +41,9 @@ protected:
     // d value / d parameter `index` in normal units at time t, for the voxel
     // loaded, before the unit factor and scale_.
     virtual double partial(unsigned index, double t) = 0;
+    // Called by precompute after it loaded p_ and scale_ (before the caches
+    // are cleared): a class's own reaction to new values. Nothing here.
+    virtual void loaded() {}
     // The failure of der for a name the function does not have.
     virtual void reportUnknown(const std::string& name) const = 0;
 

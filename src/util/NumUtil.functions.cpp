@@ -1,6 +1,6 @@
 // The gamma function family: factorial, the gamma function and the incomplete gamma
-// functions, the confluent hypergeometric series 1F1(a; a+1; z) and the
-// truncated gamma integral GeneralGamma.
+// functions and the confluent hypergeometric series 1F1(a; a+1; z). The
+// truncated gamma integral GeneralGamma is in NumUtil.gamma.cpp.
 #include <cmath>
 
 #include "util/Message.h"
@@ -97,24 +97,9 @@ void gcf(double* result, double a, double z, double* gln) {
     *gln = gammln(a);
     // Q(a, z) = e^-z z^a / Gamma(a) * 1/(z+1-a- 1(1-a)/(z+3-a- 2(2-a)/(z+5-a- ...))),
     // evaluated by the modified Lentz method.
-    double b = z + 1.0 - a;
-    double c = 1.0 / FPMIN;
-    double d = 1.0 / b;
-    double h = d;
-    int i;
-    for (i = 1; i <= ITMAX; ++i) {
-        double an = -i * (i - a);
-        b += 2.0;
-        d = an * d + b;
-        if (std::fabs(d) < FPMIN) d = FPMIN;
-        c = b + an / c;
-        if (std::fabs(c) < FPMIN) c = FPMIN;
-        d = 1.0 / d;
-        double del = d * c;
-        h *= del;
-        if (std::fabs(del - 1.0) < EPS) break;
-    }
-    if (i > ITMAX) ERROR("gcf(): a = %lg too large (ITMAX too small)\n", a);
+    bool converged;
+    const double h = upperGammaFraction(a, z, ITMAX, EPS, FPMIN, &converged);
+    if (!converged) ERROR("gcf(): a = %lg too large (ITMAX too small)\n", a);
     *result = std::exp(-z + a * std::log(z) - *gln) * h;
 }
 
@@ -171,45 +156,3 @@ double HyperGeometric1F1(double a, double z) {
     }
     return sum;
 }
-
-double GeneralGamma(double a, double b, double c) {
-    // Integral_0^c t^(b-1) e^(-a t) dt. With u = a c:
-    //   a > 0:      a^-b gamma(b, u) = a^-b Gamma(b) P(b, u)
-    //   a <= 0:     c^b / b 1F1(b; b+1; -u)
-    //   whole b:    repeated integration by parts,
-    //               ((b-1)! - e^-u sum_{k<b} (b-1)!/k! u^k) / a^b.
-    double u = a * c;
-    bool whole = std::fabs(b) < 2147483647.0 && static_cast<double>(static_cast<int>(b)) == b;
-    if (!whole) {
-        if (a > 0.0) return gammp(b, u) / std::pow(a, b) * gamm(b);
-        return std::pow(c, b) / b * HyperGeometric1F1(b, -u);
-    }
-    int n = static_cast<int>(b);
-    if (a == 0.0) return n == 1 ? c : powi(c, n) / n;
-    double e = std::exp(-u);
-    switch (n) {
-        case 1:
-            return (1.0 - e) / a;
-        case 2:
-            return (1.0 - e * (u + 1.0)) / (a * a);
-        case 3:
-            return (2.0 - e * (u * u + 2.0 * u + 2.0)) / (a * a * a);
-        case 4:
-            return (6.0 - e * (((u + 3.0) * u + 6.0) * u + 6.0)) / powi(a, 4);
-        case 5:
-            return (24.0 - e * ((((u + 4.0) * u + 12.0) * u + 24.0) * u + 24.0)) / powi(a, 5);
-        default: {
-            // s = (b-1)!, q = sum_{k<b} (b-1)!/k! u^k, both built up together.
-            double s = 1.0, q = u + 1.0, p = u;
-            for (int i = 2; i <= n - 1; ++i) {
-                p *= u;
-                q = q * i + p;
-                s *= i;
-            }
-            return (s - e * q) / powi(a, n);
-        }
-    }
-}
-
-// Placeholder of the stable form: the plain product.
-double decayedGeneralGamma(double k, double a, double b, double c) { return std::exp(-k * c) * GeneralGamma(a, b, c); }

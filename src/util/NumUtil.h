@@ -62,13 +62,17 @@ double gammp(double a, double z);  // regularized lower incomplete gamma P(a, z)
 double gammq(double a, double z);  // Q(a, z) = 1 - P(a, z)
 void gser(double* result, double a, double z, double* gln);  // P by its series
 void gcf(double* result, double a, double z, double* gln);   // Q by continued fraction
+// h of Gamma(a, z) = e^-z z^a h: the continued fraction 1/(z+1-a- 1(1-a)/(z+3-a- ...)) by the
+// modified Lentz method (tiny stands in for zero), until a factor is within eps of 1 or after
+// maxTerms steps; *converged tells which. Converges fast for z >= a + 1.
+double upperGammaFraction(double a, double z, int maxTerms, double eps, double tiny, bool* converged);
 // 1F1(a; a + 1; z), truncated after min(2z, 20) terms.
 double HyperGeometric1F1(double a, double z);
 // Integral from 0 to c of t^(b-1) exp(-a t) dt, for any real a.
 double GeneralGamma(double a, double b, double c);
-// exp(-k c) GeneralGamma(a, b, c) = int_0^c t^(b-1) e^(-a t) e^(-k (c - t)) dt, the form in which a
-// convolution with exp(-k t) needs it: the exponential is folded into the terms, so that the
-// product stays finite where the two factors alone overflow.
+// exp(-k c) GeneralGamma(a, b, c), the form in which a convolution with exp(-k t) needs it
+// (a = rate of the curve - k): the exponential is folded into the terms, so that the product
+// stays finite where the two factors alone overflow, and accurate for any real a.
 double decayedGeneralGamma(double k, double a, double b, double c);
 
 // ---------------------------------------------------------------------------
