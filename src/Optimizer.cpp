@@ -345,6 +345,10 @@ void Optimizer::run() {
     Voxel voxel(data_->getDimensionT(), getNumFitted(), error_ != nullptr);
     voxel.count = static_cast<unsigned>(parameters_.size());
     voxel.times = modelTimes();
+    if (!beginRun(voxel)) {
+        x_ = y_ = z_ = 0;
+        return;
+    }
     unsigned record = 0;
     for (x_ = 0; x_ < X; ++x_)
         for (y_ = 0; y_ < Y; ++y_)
@@ -357,6 +361,7 @@ void Optimizer::run() {
                 fitVoxel(voxel);
                 if (!update(UpdateAction(1))) stopByUser();
             }
+    endRun(voxel);
     finish();
 }
 
