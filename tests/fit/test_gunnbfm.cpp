@@ -49,6 +49,24 @@ TEST(GunnBFM, RecoversParametersWhenK2aIsOnAGridNode) {
     EXPECT_LT(s.bfm.getParameters()[0].chisquare_, 1e-12);
 }
 
+// The error dataset enters the errors and nothing else.
+TEST(GunnBFM, ErrorDatasetChangesOnlyTheErrors) {
+    BFMScene a, b;
+    for (BFMScene* s : {&a, &b}) {
+        s->slam(1.1, 0.25, 1.5);
+        s->addNoise(0.05, 11);
+    }
+    a.runBFM();
+    b.bfm.setError(b.error.get());
+    b.runBFM();
+    for (const char* name : {"R1", "k2", "BPstar"})
+        for (unsigned x = 0; x < 2; ++x) {
+            EXPECT_EQ(a.model->getParameterValue(name, x, 0, 0), b.model->getParameterValue(name, x, 0, 0));
+            EXPECT_NE(a.model->getParameterError(name, x, 0, 0), b.model->getParameterError(name, x, 0, 0));
+        }
+    EXPECT_EQ(a.bfm.getParameters()[1].chisquare_, b.bfm.getParameters()[1].chisquare_);
+}
+
 TEST(GunnBFM, RefusesTooSmallGridsAndOtherModels) {
     fit::Verbosity v(1);
     for (int n : {-3, 0, 1}) {
