@@ -67,6 +67,24 @@ TEST(GunnBFM, ErrorDatasetChangesOnlyTheErrors) {
     EXPECT_EQ(a.bfm.getParameters()[1].chisquare_, b.bfm.getParameters()[1].chisquare_);
 }
 
+// BPstar bounds that exclude the truth: every voxel keeps the last grid
+// point (k2a = k2max), flags 0 and is counted at the end.
+TEST(GunnBFM, AllEstimatesOutOfBoundsKeepTheLastGridPoint) {
+    fit::Verbosity v(2);
+    BFMScene s;
+    s.slam(1.2, 0.3, 2.0);
+    s.model->setParameterMin("BPstar", 5.0);
+    s.model->setParameterMax("BPstar", 6.0);
+    const std::string out = s.runBFM();
+    EXPECT_TRUE(fit::contains(out, "VOXEL 1,0,0 (2 of 2): all estimates out of bounds, keeping last!\n")) << out;
+    EXPECT_TRUE(fit::endsWith(out, "2 final estimates out of bounds.\n")) << out;
+    for (unsigned x = 0; x < 2; ++x) {
+        EXPECT_EQ(s.bfm.getParameters()[x].exitFlag_, 0);
+        const double k2 = s.model->getParameterValue("k2", x, 0, 0);
+        EXPECT_NEAR(s.model->getParameterValue("BPstar", x, 0, 0), k2 / 0.5 - 1.0, 1e-9);
+    }
+}
+
 TEST(GunnBFM, RefusesTooSmallGridsAndOtherModels) {
     fit::Verbosity v(1);
     for (int n : {-3, 0, 1}) {
