@@ -56,3 +56,11 @@ kinetra('write', 'data', file, fk1);
 back = kinetra('read', 'data', file);
 printf('\n  k1 map written to %s.hdr/.img and read back: %s, largest difference %g\n', file, ...
        mat2str(size(back)), max(abs(back(:) - fk1(:))));
+
+% Pictures: the true and fitted k1 maps of slice z = 0, and the curves of voxel (1,2,0).
+% The folder is picture_dir when the caller set it, else the current folder.
+if ! exist ('picture_dir', 'var'), picture_dir = pwd (); end
+voxel = [1 2 0];
+tac = kinetra('get', 'tac', 'tissue', 'none', voxel);
+pictures = kinetra_pictures(picture_dir, k1, fk1, tac, voxel, 1);
+printf('\n  pictures: %s, %s\n', pictures{:});

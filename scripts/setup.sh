@@ -7,6 +7,8 @@ kinetra_setup() {
     for package in $KINETRA_PACKAGES; do
         dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing="$missing $package"
     done
+    # The demo's pictures are drawn by gnuplot; any of Debian's gnuplot builds will do.
+    command -v gnuplot >/dev/null 2>&1 || missing="$missing gnuplot-nox"
     [ -z "$missing" ] && return 0
     echo "kinetra: installing missing packages:$missing"
     if [ "$(id -u)" -ne 0 ] || ! command -v apt-get >/dev/null 2>&1; then

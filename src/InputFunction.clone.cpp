@@ -31,10 +31,10 @@ InputFunction* cloneAs(const InputFunction& source) {
 
 const std::vector<InputFunction::Type>& InputFunction::types() {
     static const std::vector<Type> table = {
-        {"GenericInputFunction", "Bq/ml", 8, make<GenericInputFunction>, cloneAs<GenericInputFunction>},
-        {"FMISO_InputFunction", "Bq/ml", 9, make<FMISO_InputFunction>, cloneAs<FMISO_InputFunction>},
-        {"McN_ReferenceFunction", "kBq/ml", 6, make<McN_ReferenceFunction>, cloneAs<McN_ReferenceFunction>},
-        {"LinearInterpolation", "kBq/ml", 0, make<LinearInterpolation>, nullptr},
+        {"GenericInputFunction", "Bq/ml", 8, make<GenericInputFunction>, cloneAs<GenericInputFunction>, cloneAs<GenericInputFunction>},
+        {"FMISO_InputFunction", "Bq/ml", 9, make<FMISO_InputFunction>, cloneAs<FMISO_InputFunction>, cloneAs<FMISO_InputFunction>},
+        {"McN_ReferenceFunction", "kBq/ml", 6, make<McN_ReferenceFunction>, cloneAs<McN_ReferenceFunction>, cloneAs<McN_ReferenceFunction>},
+        {"LinearInterpolation", "kBq/ml", 0, make<LinearInterpolation>, nullptr, cloneAs<LinearInterpolation>},
     };
     return table;
 }
@@ -47,5 +47,15 @@ InputFunction* InputFunction::clone() const {
         break;
     }
     ERROR("unknown input function type '%s'", type_.c_str());
+    return nullptr;
+}
+
+InputFunction* InputFunction::duplicate() const {
+    for (const Type& entry : types()) {
+        if (type_ != entry.type) continue;
+        InputFunction* copy = entry.duplicate(*this);
+        if (copy != nullptr) copy->adoptFlags(*this);
+        return copy;
+    }
     return nullptr;
 }

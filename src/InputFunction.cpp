@@ -9,12 +9,7 @@
 #include "util/NumUtil.h"
 
 InputFunction::InputFunction(const std::string& name, const Unit& unit)
-    : Optimizable("InputFunction"),
-      numconv_(false),
-      result_(0.0),
-      scale_(1.0),
-      cacheCount_(0),
-      cacheLimit_(1000) {
+    : Optimizable("InputFunction"), numconv_(false), result_(0.0), scale_(1.0), cacheCount_(0), cacheLimit_(1000) {
     name_ = name;
     unit_ = unit;
     changed_ = true;  // nothing loaded yet: the first refresh loads at any voxel
@@ -61,6 +56,15 @@ double InputFunction::convTimeExp(double k, double t, unsigned x, unsigned y, un
 // The number of parameters of a concrete input is set here: all parameters
 // go (link_ and linkType_ keep their entries, the new ones append), and init()
 // builds the new set from n zeros.
+void InputFunction::convolveFrames(double k, const double* t, unsigned T, unsigned x, unsigned y, unsigned z,
+                                   double* value, double* conv, double* convT) {
+    for (unsigned i = 0; i < T; ++i) {
+        value[i] = (*this)(t[i], x, y, z);
+        conv[i] = convExp(k, t[i], x, y, z);
+        convT[i] = convTimeExp(k, t[i], x, y, z);
+    }
+}
+
 void InputFunction::resize(unsigned n) {
     std::vector<double> values(n, 0.0);
     parameter_.clear();

@@ -105,6 +105,12 @@ public:
     // on these when numconv_ is set.
     virtual double convExp(double k, double t, unsigned x, unsigned y, unsigned z);
     virtual double convTimeExp(double k, double t, unsigned x, unsigned y, unsigned z);
+    // The input and its two convolutions at rate k for the times t[0..T-1]:
+    // value[i] = C(t[i]), conv[i] = convExp(k, t[i]), convT[i] =
+    // convTimeExp(k, t[i]), the numbers of those calls, made here in that
+    // order frame by frame. A class overrides it with one pass over the frames.
+    virtual void convolveFrames(double k, const double* t, unsigned T, unsigned x, unsigned y, unsigned z,
+                                double* value, double* conv, double* convT);
     // Takes initial parameter values from measured data.
     virtual void initParameters(const Dataset* data, const VOI* voi) = 0;
     // (Re)builds the parameter set from a list of numbers; nothing here.
@@ -113,6 +119,10 @@ public:
     // The factory of the input functions: a copy of the concrete class named
     // by type_; null (after a report) for a type that cannot be cloned.
     InputFunction* clone() const;
+    // A faithful copy of any input class for a worker thread of a fit
+    // (flags included), owned by the caller; null, without a report, for a
+    // class outside the table.
+    InputFunction* duplicate() const;
 
     // Drops every parameter and rebuilds the set through init() with n zeros.
     void resize(unsigned n);
@@ -166,6 +176,7 @@ public:
         unsigned size;        // parameters of the default object (resize); 0: none
         InputFunction* (*make)(const std::string& name, const Unit& unit);
         InputFunction* (*copy)(const InputFunction&);  // null: cannot be cloned
+        InputFunction* (*duplicate)(const InputFunction&);  // every class: see duplicate()
     };
     static const std::vector<Type>& types();
 

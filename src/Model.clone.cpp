@@ -78,3 +78,24 @@ Model* Model::clone() const {
     ERROR("unknown model type '%s'", name_.c_str());
     return nullptr;
 }
+
+Model* Model::duplicate(std::vector<InputFunction*>& inputs) const {
+    Model* copy = nullptr;
+    for (const ModelType& type : kModelTypes)
+        if ((copy = type.copy(*this)) != nullptr) break;
+    if (copy == nullptr) return nullptr;
+    copy->adoptFlags(*this);
+    copy->clearInputs();
+    for (const InputFunction* input : input_) {
+        InputFunction* twin = input != nullptr ? input->duplicate() : nullptr;
+        if (twin == nullptr) {
+            for (InputFunction* made : inputs) delete made;
+            inputs.clear();
+            delete copy;
+            return nullptr;
+        }
+        inputs.push_back(twin);
+        copy->addInput(twin);
+    }
+    return copy;
+}

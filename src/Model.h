@@ -102,6 +102,12 @@ public:
 
     // The factory of the models: a copy of the concrete class chosen by name_.
     Model* clone() const;
+    // A faithful copy for a worker thread of a fit: the concrete class of
+    // this object whatever its name, flags included, driven by duplicates
+    // of the inputs, which go to `inputs`; everything is owned by the
+    // caller. Null, without a report, if the model or an input cannot be
+    // copied.
+    Model* duplicate(std::vector<InputFunction*>& inputs) const;
     // One default-constructed object of every model class, in the
     // workspace's order; owned by the caller.
     static std::vector<Model*> createDefaults();

@@ -19,6 +19,7 @@
 
 #include "Parameter.h"
 #include "Unit.h"
+#include "util/Message.h"
 
 class Dataset;
 class VOI;
@@ -41,6 +42,14 @@ public:
     // analytic derivatives override it; numerical here. An index out of range
     // gives 0.0.
     virtual double derByIndex(unsigned index, double t, unsigned x, unsigned y, unsigned z);
+    // A whole curve at one voxel in one call: values[i] = f(t[i]) and
+    // derivatives[i * P + j] = d f(t[i]) / d parameter index[j], for i < T
+    // and j < P (derivatives unused when P is 0). The numbers are those of
+    // the calls one by one, which this default makes in frame order (the
+    // value, then the derivatives); a class overrides it to read its
+    // parameters once and share work between frames and derivatives.
+    virtual void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                          unsigned P, double* values, double* derivatives);
     // A copy whose parameters are the region means over `voi`; owned by the caller.
     virtual Optimizable* createAverage(const VOI* voi) = 0;
 
@@ -127,6 +136,10 @@ public:
     void freeParameters();
     void fixParameters();
     void resizeParameters(unsigned x, unsigned y, unsigned z);
+    // What a copy does not take over: numerical derivatives, each
+    // parameter's logarithmic scale and the causes reported so far, from
+    // `other` (the same parameters), whose reports this copy's stand for.
+    void adoptFlags(const Optimizable& other);
 
     // A write to `a` also writes `b` with the transform `type` ("", "-", "1-", "/").
     void setParameterLink(const std::string& a, const std::string& b, const std::string& type);
@@ -134,13 +147,19 @@ public:
     static int count_;
 
     // Assertions that would fail again at every evaluation (a time before 0,
-    // a sample table out of step) are reported once per cause: true the first
-    // time for `cause` (0 to 31) since the last rearmReports, false after.
-    bool firstReport(unsigned cause) const {
+    // a sample table out of step) are reported once per cause: print() runs
+    // the first time for `cause` (0 to 31) since the last rearmReports, and
+    // not after. On a worker thread of a fit the report is marked as such,
+    // so that the run prints it once, where the calling thread alone would.
+    template <class F>
+    void reportOnce(unsigned cause, F print) const {
         const unsigned bit = 1u << cause;
-        if (reported_ & bit) return false;
+        if (reported_ & bit) return;
         reported_ |= bit;
-        return true;
+        MessageCapture* capture = MessageCapture::active();
+        if (capture != nullptr) capture->beginOnce(reportOwner_, bit);
+        print();
+        if (capture != nullptr) capture->endOnce();
     }
     // A new run or a new curve reports again.
     void rearmReports() { reported_ = 0; }
@@ -174,6 +193,8 @@ protected:
     unsigned y_;
     unsigned z_;
     mutable unsigned reported_ = 0;  // causes reported since rearmReports, one bit each
+    // Where a worker thread's copy marks its reports: the original's bits.
+    unsigned* reportOwner_ = &reported_;
 
 private:
     // True if the named parameter is in the given state; an unknown name is reported.

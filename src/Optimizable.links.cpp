@@ -4,10 +4,9 @@
 
 #include "Dataset.h"
 #include "Dataset3D.h"
-#include "Optimizable.h"
 #include "Optimizable.detail.h"
+#include "Optimizable.h"
 #include "util/Message.h"
-
 
 namespace {
 
@@ -23,10 +22,14 @@ Transform transformOf(const std::string& type) {
 
 double apply(Transform transform, double v) {
     switch (transform) {
-        case Transform::NEGATE: return -v;
-        case Transform::ONE_MINUS: return 1.0 - v;
-        case Transform::INVERT: return 1.0 / v;
-        default: return v;
+    case Transform::NEGATE:
+        return -v;
+    case Transform::ONE_MINUS:
+        return 1.0 - v;
+    case Transform::INVERT:
+        return 1.0 / v;
+    default:
+        return v;
     }
 }
 
@@ -65,19 +68,20 @@ void Optimizable::propagateValue(unsigned index, const Dataset* data) {
     // The transform works on a clone of the source: 0 - d, 1 - d or 1 / d.
     Dataset* clone = data->clone();
     switch (transform) {
-        case Transform::NEGATE:
-            clone->setValue(0.0);
-            *clone -= *data;
-            break;
-        case Transform::ONE_MINUS:
-            clone->setValue(1.0);
-            *clone -= *data;
-            break;
-        case Transform::INVERT:
-            clone->setValue(1.0);
-            *clone /= *data;
-            break;
-        default: break;
+    case Transform::NEGATE:
+        clone->setValue(0.0);
+        *clone -= *data;
+        break;
+    case Transform::ONE_MINUS:
+        clone->setValue(1.0);
+        *clone -= *data;
+        break;
+    case Transform::INVERT:
+        clone->setValue(1.0);
+        *clone /= *data;
+        break;
+    default:
+        break;
     }
     parameter_[target].setValue(clone);
     delete clone;
@@ -133,7 +137,8 @@ void Optimizable::setParameterLink(const std::string& a, const std::string& b, c
     const int ib = hasParameter(b);
     if (ia < 0 || ib < 0) {
         (void)_ErrorHelper(__FILE__, __LINE__);
-        messagePrintf("%s%s%s%s'", "Optimizable::setParameterLink() unknown parameter '", a.c_str(), "' or '", b.c_str());
+        messagePrintf("%s%s%s%s'", "Optimizable::setParameterLink() unknown parameter '", a.c_str(), "' or '",
+                      b.c_str());
         return;
     }
     const size_t da = static_cast<size_t>(ia), db = static_cast<size_t>(ib);
@@ -184,4 +189,21 @@ double Optimizable::numericalDer(unsigned index, double t, unsigned x, unsigned 
     slot() = v;
     changed_ = true;
     return d;
+}
+
+void Optimizable::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                           unsigned P, double* values, double* derivatives) {
+    for (unsigned i = 0; i < T; ++i) {
+        values[i] = (*this)(t[i], x, y, z);
+        for (unsigned j = 0; j < P; ++j)
+            derivatives[static_cast<size_t>(i) * P + j] = derByIndex(index[j], t[i], x, y, z);
+    }
+}
+
+void Optimizable::adoptFlags(const Optimizable& other) {
+    numder_ = other.numder_;
+    reported_ = other.reported_;
+    reportOwner_ = other.reportOwner_;
+    for (unsigned i = 0; i < parameter_.size() && i < other.parameter_.size(); ++i)
+        parameter_[i].setLog(other.parameter_[i].getLog());
 }

@@ -331,40 +331,6 @@ bool Optimizer::isActive(unsigned x, unsigned y, unsigned z) const {
 // ---------------------------------------------------------------------------
 // The walk
 
-void Optimizer::run() {
-    if (!prepare()) {
-        data_ = lastRun_.data;
-        error_ = lastRun_.error;
-        voi_ = lastRun_.voi;
-        model_ = lastRun_.model;
-        return;
-    }
-    lastRun_ = WorkingSet{data_, error_, voi_, model_};
-    runMask_.reset(voi_ != nullptr ? new VOI(*voi_) : nullptr);
-    const unsigned X = data_->getDimensionX(), Y = data_->getDimensionY(), Z = data_->getDimensionZ();
-    Voxel voxel(data_->getDimensionT(), getNumFitted(), error_ != nullptr);
-    voxel.count = static_cast<unsigned>(parameters_.size());
-    voxel.times = modelTimes();
-    if (!beginRun(voxel)) {
-        x_ = y_ = z_ = 0;
-        return;
-    }
-    unsigned record = 0;
-    for (x_ = 0; x_ < X; ++x_)
-        for (y_ = 0; y_ < Y; ++y_)
-            for (z_ = 0; z_ < Z; ++z_) {
-                if (!isActive(x_, y_, z_) || record >= voxel.count) continue;
-                voxel.x = x_;
-                voxel.y = y_;
-                voxel.z = z_;
-                voxel.number = record++;
-                fitVoxel(voxel);
-                if (!update(UpdateAction(1))) stopByUser();
-            }
-    endRun(voxel);
-    finish();
-}
-
 void Optimizer::fitVoxel(Voxel& voxel) {
     const OptimizerParameters& record = parameters_[voxel.number];
     voxel.settings = record;
@@ -568,7 +534,13 @@ namespace {
 
 bool userSeconds(double* seconds) {
     struct rusage usage;
+#ifdef RUSAGE_THREAD
+    // The calling thread's time: voxels fitted on other threads at the same
+    // time do not count into this one's.
+    if (getrusage(RUSAGE_THREAD, &usage) != 0) return false;
+#else
     if (getrusage(RUSAGE_SELF, &usage) != 0) return false;
+#endif
     *seconds = static_cast<double>(usage.ru_utime.tv_sec) + 1e-6 * static_cast<double>(usage.ru_utime.tv_usec);
     return true;
 }

@@ -333,6 +333,15 @@ protected:
     // Adds a method's own row to the settings table.
     void addSetting(const OptimizerSetting& setting) { settings_.push_back(setting); }
 
+    // A copy of this optimizer for a worker thread of the voxel walk, fitting
+    // `model` (a faithful copy of the optimizable, owned by the walk): the
+    // base's part comes from the constructor below, the method adds its own
+    // settings. Null (the base): the method walks on the calling thread only.
+    virtual Optimizer* makeWorker(Optimizable* model) const;
+    // The base's part of a worker: settings, the run's data, error, VOI,
+    // parameter table, records and frame times, with `model` to fit.
+    Optimizer(const Optimizer& master, Optimizable* model);
+
     // The voxel walk: x outermost, z innermost, only voxels active in the
     // VOI (all without one).
     bool isActive(unsigned x, unsigned y, unsigned z) const;
@@ -370,6 +379,17 @@ protected:
 private:
     // The voxel in work through the method and the closing report.
     void fitVoxel(Voxel& voxel);
+    // The walk over `voxels` (x, y, z in walk order, one record each) on
+    // the calling thread, or on `threads` worker threads whose texts, maps
+    // and records the calling thread takes over voxel by voxel, in order
+    // (false, with nothing done, if the optimizable cannot be copied).
+    struct WalkVoxel {
+        unsigned x, y, z;
+    };
+    void walkSerial(const std::vector<WalkVoxel>& voxels, Voxel& voxel);
+    bool walkParallel(const std::vector<WalkVoxel>& voxels, unsigned threads);
+    struct Worker;
+    struct VoxelResult;
     // A voxel whose data cannot be fitted keeps its start values.
     void skipVoxel(Voxel& voxel);
     // The voxel's record from what the method left in it.

@@ -5,6 +5,9 @@
 // through the truncated gamma integral.
 //
 // Parameters: tau (s), A0 (the function's unit), c0, then A<i>, c1<i>, c2<i>.
+//
+// The analytic derivative by tau is 0 on purpose: a fit with tau free must
+// hold tau or switch on numder.
 #ifndef KINETRA_INPUTS_FMISO_INPUTFUNCTION_H
 #define KINETRA_INPUTS_FMISO_INPUTFUNCTION_H
 
@@ -29,10 +32,16 @@ public:
     double convTimeExp(double k, double t, unsigned x, unsigned y, unsigned z) override;
     void initParameters(const Dataset* data, const VOI* voi) override;
     void init(const std::vector<double>& values) override;
+    bool checkSize(long n) const override;
 
 protected:
     double partial(unsigned index, double t) override;
     void reportUnknown(const std::string& name) const override;
+
+private:
+    // The closed-form convolution of the voxel loaded: b = 1 for convExp,
+    // 2 for convTimeExp (the G order of the exponential terms).
+    double convolve(double k, double t, double b) const;
 };
 
 #endif

@@ -18,7 +18,7 @@ enum Cause : unsigned { kFewSamples, kTimeBeforeZero, kSizes };
 
 #define ASSERT_ONCE(cause, condition)                                                                                  \
     do {                                                                                                               \
-        if (!(condition) && firstReport(cause)) ASSERT(condition);                                                     \
+        if (!(condition)) reportOnce(cause, [&] { ASSERT(condition); });                                               \
     } while (0)
 
 LinearInterpolation::LinearInterpolation() : LinearInterpolation("", Unit()) {}
@@ -33,6 +33,7 @@ LinearInterpolation::LinearInterpolation(const std::string& name, const Unit& un
 // No call has ended anywhere yet: a NaN time and rate never compare equal,
 // so the first call of each convolution sums in full.
 void LinearInterpolation::resetChains() {
+    frameTime_.clear();
     for (ChainPair* chains : {&chainsConvExp_, &chainsConvTimeExp_}) {
         for (ChainState& c : chains->slot) {
             c.lastIndex = 0;
@@ -69,6 +70,7 @@ void LinearInterpolation::assertSizes() const {
 // function's own unit (no unit factor, no scale_). Samples without a
 // parameter (after a mismatch that assertSizes reported) read as 0.0.
 void LinearInterpolation::load(unsigned x, unsigned y, unsigned z) {
+    frameTime_.clear();
     const std::size_t n = time_.size();
     value_.resize(n);
     for (std::size_t i = 0; i < n; ++i) value_[i] = i < parameter_.size() ? parameter_[i].valueAt(x, y, z) : 0.0;
@@ -365,3 +367,7 @@ double LinearInterpolation::convolve(double k, double t, unsigned x, unsigned y,
     else MESSAGE(5, "LinearInterpolation:convExp(k=%lg,t=%lg) = %lg\n", k, t, result);
     return result;
 }
+
+// The one-pass convolutions (LinearInterpolation.frames.cpp) use the same intervals.
+template double LinearInterpolation::interval<false>(double, double, double, double, double, double);
+template double LinearInterpolation::interval<true>(double, double, double, double, double, double);

@@ -34,6 +34,10 @@ public:
     double derByIndex(unsigned index, double t, unsigned x, unsigned y, unsigned z) override;
     double convExp(double k, double t, unsigned x, unsigned y, unsigned z) override;
     double convTimeExp(double k, double t, unsigned x, unsigned y, unsigned z) override;
+    // The frames in one walk on the calls' chains (numerical convolutions:
+    // the calls one by one).
+    void convolveFrames(double k, const double* t, unsigned T, unsigned x, unsigned y, unsigned z, double* value,
+                        double* conv, double* convT) override;
     // The frames of the 4D dataset become the samples (VOI ignored).
     void initParameters(const Dataset* data, const VOI* voi) override;
 
@@ -82,6 +86,8 @@ private:
     template <bool Timed>
     double interval(double k, double a, double b, double x0, double y0, double m);
     const Terms& terms(double k, double a, double w);
+    // interval<false> and interval<true> of one interval together.
+    void intervalPair(double k, double a, double b, double x0, double y0, double m, double& I, double& IT);
     // exp(-k t), kept for the last (k, t): the two convolutions of a frame share it.
     double decay(double k, double t);
     // The first grid index i with t <= T[i] (n if there is none), searched
@@ -127,6 +133,11 @@ private:
 
     std::vector<double> time_;
     std::vector<double> value_;
+    // What convolveFrames keeps of the frames of its last walk, which do
+    // not depend on the rate: their times, the curve's values there and the
+    // grid index of each (gridIndex). Dropped whenever samples are loaded.
+    std::vector<double> frameTime_, frameValue_;
+    std::vector<std::size_t> frameStep_;
     ChainPair chainsConvExp_;
     ChainPair chainsConvTimeExp_;
     Terms terms_[2];

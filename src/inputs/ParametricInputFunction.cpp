@@ -21,8 +21,9 @@ double ParametricInputFunction::storedValue(unsigned i, unsigned x, unsigned y, 
     if (volume->getVolumeSize() <= 1) return (*volume)(0u);
     // A map on another grid would be read out of range.
     if (!p.covers(x, y, z)) {
-        if (firstReport(kMapOutside))
+        reportOnce(kMapOutside, [&] {
             ERROR("%s: parameter '%s' has no value at voxel %u,%u,%u", type_.c_str(), p.getName().c_str(), x, y, z);
+        });
         return 0.0;
     }
     return p.valueAt(x, y, z);
@@ -93,7 +94,7 @@ bool ParametricInputFunction::measuredPeak(const Dataset* data, const VOI* voi, 
     double max = 0.0;
     for (unsigned t = 0; t < T; ++t) {
         times[t] = series->getModelTime(t);
-        curve[t] = t < mean.getDimensionT() ? mean(0, 0, 0, t) * factor : 0.0;
+        curve[t] = t < mean.getDimensionT() ? mean(t, 0, 0, 0) * factor : 0.0;  // frame t of the 1x1x1 series
         if (curve[t] > max) {
             max = curve[t];
             imax = t;

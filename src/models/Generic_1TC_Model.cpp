@@ -1,5 +1,7 @@
 #include "models/Generic_1TC_Model.h"
 
+#include <limits>
+
 #include "InputFunction.h"
 #include "util/Message.h"
 
@@ -61,12 +63,68 @@ double Generic_1TC_Model::analyticDer(unsigned index, double t, unsigned x, unsi
     const double* p = cache_.p;
     double d = 0.0;
     switch (index) {
-        case K1: d = p[ALPHA] * cache_.conv; break;
-        // d conv(k)/dk = -int s exp(-k s) C(t - s) ds = convT(k) - t conv(k)
-        case K2: d = p[ALPHA] * p[K1] * (cache_.convT - t * cache_.conv); break;
-        case ALPHA: d = p[K1] * cache_.conv; break;
-        case BETA: d = cache_.ca; break;
-        default: return 0.0;
+    case K1:
+        d = p[ALPHA] * cache_.conv;
+        break;
+    // d conv(k)/dk = -int s exp(-k s) C(t - s) ds = convT(k) - t conv(k)
+    case K2:
+        d = p[ALPHA] * p[K1] * (cache_.convT - t * cache_.conv);
+        break;
+    case ALPHA:
+        d = p[K1] * cache_.conv;
+        break;
+    case BETA:
+        d = cache_.ca;
+        break;
+    default:
+        return 0.0;
     }
     return d * unitFactor(index);
+}
+
+void Generic_1TC_Model::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                                 unsigned P, double* values, double* derivatives) {
+    bool known = true;
+    for (unsigned j = 0; j < P; ++j) known = known && index[j] <= BETA;
+    InputFunction* input = firstInput();
+    if (input == nullptr || input_.size() > 1 || numder_ || !known || _MessageHelper::enabled(5)) {
+        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
+        return;
+    }
+    double p[4];
+    for (unsigned i = 0; i < 4; ++i) p[i] = normalValue(i, x, y, z);
+    if (frames_.size() < 3u * T) frames_.resize(3u * T);
+    double* ca = frames_.data();
+    double* conv = ca + T;
+    double* convT = conv + T;
+    input->convolveFrames(p[K2], t, T, x, y, z, ca, conv, convT);
+    // The arithmetic of operator() and analyticDer, term for term, so that
+    // every number is the one the calls one by one give (the further inputs
+    // add 0.0 there).
+    for (unsigned i = 0; i < T; ++i) {
+        const double a = ca[i] * scale_, c = conv[i] * scale_, cT = convT[i] * scale_;
+        values[i] = p[ALPHA] * p[K1] * c + p[BETA] * a + 0.0;
+        double* d = derivatives + static_cast<size_t>(i) * P;
+        for (unsigned j = 0; j < P; ++j) {
+            double v = 0.0;
+            switch (index[j]) {
+            case K1:
+                v = p[ALPHA] * c;
+                break;
+            case K2:
+                v = p[ALPHA] * p[K1] * (cT - t[i] * c);
+                break;
+            case ALPHA:
+                v = p[K1] * c;
+                break;
+            default:
+                v = a;
+                break;
+            }
+            d[j] = v * unitFactor(index[j]);
+        }
+    }
+    // The per-call cache holds no time of this pass: the next call reads anew.
+    for (unsigned i = 0; i < 4; ++i) cache_.p[i] = p[i];
+    t_ = std::numeric_limits<double>::quiet_NaN();
 }

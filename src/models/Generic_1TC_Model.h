@@ -20,6 +20,12 @@ public:
 
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
+    // The curve and its derivatives with the parameters read once and the
+    // input's convolutions of all frames in one pass; the calls one by one
+    // where they would print (verbosity 5 on), where further inputs or
+    // numerical derivatives are in play.
+    void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
+                  double* values, double* derivatives) override;
 
     // Parameter indices, in the order of addition.
     enum { K1 = 0, K2 = 1, ALPHA = 2, BETA = 3 };
@@ -39,6 +45,8 @@ private:
         double convT = 0.0;                      // convTimeExp(k2, t) * scale_
         static constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
     } cache_;
+    // The input's value and convolutions of the frames of one evaluate call.
+    std::vector<double> frames_;
 };
 
 #endif

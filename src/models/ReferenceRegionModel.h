@@ -24,7 +24,8 @@ protected:
             _ErrorHelper(home_.file, home_.line)("no input function");
             return nullptr;
         }
-        if (input_.size() != 1 && firstReport(kOneInput)) _AssertFailed(home_.file, static_cast<unsigned>(home_.line));
+        if (input_.size() != 1)
+            reportOnce(kOneInput, [this] { _AssertFailed(home_.file, static_cast<unsigned>(home_.line)); });
         scale_ = 1.0 / unit_.getFactor();
         return input_[0];
     }

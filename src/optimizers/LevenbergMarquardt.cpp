@@ -21,7 +21,12 @@ LevenbergMarquardt::LevenbergMarquardt() : Optimizer("Levenberg-Marquardt"), ram
                 "relative parameter change"};
 }
 
+LevenbergMarquardt::LevenbergMarquardt(const LevenbergMarquardt& master, Optimizable* model)
+    : Optimizer(master, model), rampLimit_(master.rampLimit_) {}
+
 LevenbergMarquardt::~LevenbergMarquardt() {}
+
+Optimizer* LevenbergMarquardt::makeWorker(Optimizable* model) const { return new LevenbergMarquardt(*this, model); }
 
 // What the stop rules look at: lambda of this step and of the last one, the
 // relative fall of chi-square, the largest parameter changes and the ramp.
@@ -37,10 +42,11 @@ struct LevenbergMarquardt::Progress {
 
 void LevenbergMarquardt::run(Voxel& voxel) {
     Work& w = voxel.state<Work>();
+    for (unsigned j = 0; j < w.P; ++j) w.index[j] = fitted_[j].index;
     const StopSettings& s = voxel.settings;
     const double dof = static_cast<double>(w.T) - w.P;
-    MESSAGE(3, "absTol=%g relTol=%g absTolX=%g relTolX=%g\n", s.abs_chisquare, s.delta_chisquare,
-            s.abs_delta_argument, s.rel_delta_argument);
+    MESSAGE(3, "absTol=%g relTol=%g absTolX=%g relTolX=%g\n", s.abs_chisquare, s.delta_chisquare, s.abs_delta_argument,
+            s.rel_delta_argument);
     if (!beginVoxel(voxel)) return;
     w.load();
     startTimer();
@@ -89,10 +95,8 @@ void LevenbergMarquardt::run(Voxel& voxel) {
     // once more. From verbosity 4 on it evaluates anyway, so that the traces
     // of the model and its input (and the counts of the input's caches that
     // they print) are those of the evaluation.
-    if (!_MessageHelper::enabled(4) && w.evaluatedAt(w.a))
-        finishVoxel(voxel, w.values.data(), w.derivatives.data());
-    else
-        finishVoxel(voxel);
+    if (!_MessageHelper::enabled(4) && w.evaluatedAt(w.a)) finishVoxel(voxel, w.values.data(), w.derivatives.data());
+    else finishVoxel(voxel);
     MESSAGE(3, "FINISHED after %d iterations (%.3lfs): chi^2/d.o.f. = %lg due to '%s'\n", w.iteration, totalTime_,
             w.chisquare / dof, reasons_[static_cast<size_t>(w.stopCode)].c_str());
     MESSAGE(3, "unweighted chi^2 = %lg , #sign changes =  %d\n", w.unweightedChisquare, w.signChanges);

@@ -49,8 +49,11 @@ public:
 protected:
     // One voxel, from its tolerances to its closing report.
     void run(Voxel& voxel) override;
+    Optimizer* makeWorker(Optimizable* model) const override;
 
 private:
+    LevenbergMarquardt(const LevenbergMarquardt& master, Optimizable* model);
+
     struct Work;      // the arrays of one run and mrqmin's working set
     struct Progress;  // what the stop rules look at
 
@@ -69,9 +72,6 @@ private:
     static bool argumentSettledAbsolute(const Work& w, const Progress& p);
     static bool argumentSettledRelative(const Work& w, const Progress& p);
 
-    // The model value and the derivatives by the fitted parameters at time
-    // t and the voxel in work; dyda[1..n].
-    void func(double t, double* ymod, double* dyda, int n);
     // Writes a[1..n] into the fitted parameters at the voxel in work.
     void setParameters(const double* a, int n);
     // Chi-square, alpha and beta at the parameters a (moved into their box).

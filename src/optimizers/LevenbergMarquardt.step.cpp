@@ -17,12 +17,6 @@ const double kBoundWeight = 1e20;
 
 }  // namespace
 
-void LevenbergMarquardt::func(double t, double* ymod, double* dyda, int n) {
-    *ymod = (*model_)(t, x_, y_, z_);
-    for (int i = 0; i < n; ++i)
-        dyda[i + 1] = model_->derByIndex(fitted_[static_cast<size_t>(i)].index, t, x_, y_, z_);
-}
-
 void LevenbergMarquardt::setParameters(const double* a, int n) {
     for (int i = 0; i < n; ++i) {
         const Fitted& f = fitted_[static_cast<size_t>(i)];
@@ -70,22 +64,21 @@ void LevenbergMarquardt::mrqcof(Work& w, double* a, double** alpha, double* beta
     for (int j = 1; j <= ma; ++j) w.evaluated[static_cast<size_t>(j)] = a[j];
 
     const double* sig = w.sigma();
-    double* dyda = w.dyda.data();
+    // The whole curve and its derivatives at once: values[i - 1] and
+    // derivatives[(i - 1) P + l - 1] are frame i's value and derivative by a[l].
+    model_->evaluate(w.t.data() + 1, w.T, x_, y_, z_, w.index.data(), w.P, w.values.data(), w.derivatives.data());
     bool lastNonNegative = true;
     for (unsigned i = 1; i <= w.T; ++i) {
-        double ymod;
-        func(w.t[i], &ymod, dyda, ma);
-        w.values[i - 1] = ymod;
-        double* slopes = w.derivatives.data() + static_cast<size_t>(i - 1) * w.P;
-        for (int l = 1; l <= ma; ++l) slopes[l - 1] = dyda[l];
+        const double ymod = w.values[i - 1];
+        const double* slopes = w.derivatives.data() + static_cast<size_t>(i - 1) * w.P;  // d f / d a[l] = slopes[l - 1]
         const double sig2i = sig != nullptr && sig[i] != 0.0 ? 1.0 / (sig[i] * sig[i]) : 1.0;
         const double dy = w.y[i] - ymod;
         for (int j = 0, l = 1; l <= ma; ++l) {
             if (!ia[l]) continue;
-            const double wt = dyda[l] * sig2i;
+            const double wt = slopes[l - 1] * sig2i;
             ++j;
             for (int k = 0, m = 1; m <= l; ++m)
-                if (ia[m]) alpha[j][++k] += wt * dyda[m];
+                if (ia[m]) alpha[j][++k] += wt * slopes[m - 1];
             beta[j] += dy * wt;
         }
         chisquare += dy * dy * sig2i;

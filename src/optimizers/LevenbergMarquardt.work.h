@@ -30,9 +30,9 @@ struct LevenbergMarquardt::Work : Optimizer::Voxel::State {
           atry(P + 1, 0.0),
           beta(P + 1, 0.0),
           da(P + 1, 0.0),
-          dyda(P + 1, 0.0),
           bd(P + 1, 0.0),
           evaluated(P + 1, 0.0),
+          index(P, 0u),
           values(T, 0.0),
           derivatives(static_cast<size_t>(T) * P, 0.0) {
         covar.resize(P, P);
@@ -78,7 +78,7 @@ struct LevenbergMarquardt::Work : Optimizer::Voxel::State {
     double ochisq = 0.0;                 // chi-square of the last taken step
 
     // mrqcof's scratch: derivatives at one frame, excess over the bounds.
-    std::vector<double> dyda, bd;
+    std::vector<double> bd;
 
     // What the voxel's iterations reached.
     int iteration = 0;
@@ -90,6 +90,8 @@ struct LevenbergMarquardt::Work : Optimizer::Voxel::State {
     // The last evaluation: the parameters it was made at [1..P], the model
     // values [T] and derivatives [T * P, frame-major] it gave.
     std::vector<double> evaluated;
+    // The optimizable's parameter index of each fitted parameter [0..P-1].
+    std::vector<unsigned> index;
     std::vector<double> values, derivatives;
     // True if the last evaluation was made at exactly these parameters.
     bool evaluatedAt(const std::vector<double>& parameters) const {

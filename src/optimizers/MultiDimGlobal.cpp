@@ -26,6 +26,11 @@ const double kSpread = 0.3;
 
 }  // namespace
 
+MultiDimGlobal::MultiDimGlobal(const MultiDimGlobal& master, Optimizable* model)
+    : Optimizer(master, model), max_time(master.max_time), delta_(master.delta_), clock_(master.clock_) {}
+
+Optimizer* MultiDimGlobal::makeWorker(Optimizable* model) const { return new MultiDimGlobal(*this, model); }
+
 MultiDimGlobal::MultiDimGlobal() : Optimizer("MultiDimGlobal"), clock_(MDGS::steadySeconds) {
     for (const OptimizerSetting& setting : kGlobalSettings) addSetting(setting);
 }

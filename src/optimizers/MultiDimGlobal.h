@@ -36,8 +36,11 @@ public:
 
 protected:
     void run(Voxel& voxel) override;
+    Optimizer* makeWorker(Optimizable* model) const override;
 
 private:
+    MultiDimGlobal(const MultiDimGlobal& master, Optimizable* model);
+
     struct Work;  // the run's bridge, box and scratch
 
     // Prepares the run's working set at its first voxel: the bounds test,

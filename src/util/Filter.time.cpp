@@ -166,7 +166,7 @@ namespace {
 // the baseline, and the loader picks the one the processor runs. Products
 // and sums stay separate operations in the same order (no fused multiply-add
 // is enabled), so both builds give the same bits.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__SANITIZE_ADDRESS__)
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 #define KINETRA_BLOCK_KERNEL __attribute__((target_clones("avx2", "default")))
 #else
 #define KINETRA_BLOCK_KERNEL

@@ -11,7 +11,7 @@
 
 unsigned int _MessageHelper::verbosity_ = 1;
 std::ostream* _MessageHelper::out_ = &std::cout;
-std::string _MessageHelper::indent_;
+thread_local std::string _MessageHelper::indent_;
 
 namespace {
 
@@ -22,7 +22,55 @@ void printToStdout(const char* text) {
 
 MessageSink sink_ = &printToStdout;
 
+// The capture of this thread's texts, if it runs inside a MessageCapture::Scope.
+thread_local MessageCapture* capture_ = nullptr;
+
+// Every console text goes through here.
+void emit(const char* text) {
+    if (capture_ != nullptr) capture_->console(text);
+    else sink_(text);
+}
+
 }  // namespace
+
+void messageLog(const std::string& text) {
+    if (capture_ != nullptr) capture_->log(text);
+    else *_MessageHelper::out_ << text << std::flush;
+}
+
+MessageCapture::Scope::Scope(MessageCapture& capture, const std::string& indent)
+    : saved_(capture_), savedIndent_(_MessageHelper::indent_) {
+    capture_ = &capture;
+    _MessageHelper::indent_ = indent;
+}
+
+MessageCapture::Scope::~Scope() {
+    capture_ = saved_;
+    _MessageHelper::indent_ = savedIndent_;
+}
+
+MessageCapture* MessageCapture::active() { return capture_; }
+
+void MessageCapture::replay() const {
+    bool skip = false;
+    for (const Piece& piece : pieces_) {
+        switch (piece.kind) {
+        case ONCE_BEGIN:
+            skip = (*piece.owner & piece.bit) != 0;
+            *piece.owner |= piece.bit;
+            break;
+        case ONCE_END:
+            skip = false;
+            break;
+        case LOG:
+            if (!skip) messageLog(piece.text);
+            break;
+        case CONSOLE:
+            if (!skip) emit(piece.text.c_str());
+            break;
+        }
+    }
+}
 
 void setMessageSink(MessageSink sink) { sink_ = sink != nullptr ? sink : &printToStdout; }
 
@@ -72,15 +120,15 @@ void messagePrintf(const char* format, ...) {
     va_start(args, format);
     std::string text = vformat(format, args);
     va_end(args);
-    sink_(text.c_str());
+    emit(text.c_str());
 }
 
 bool _MessageHelper::logging() { return stateAware(out_) != stateAware(&std::cout); }
 
 void _MessageHelper::operator()(const char* format, ...) {
     if (prefix_ != "WARNING: ") {
-        sink_(indent_.c_str());
-        if (logging()) *out_ << indent_;
+        emit(indent_.c_str());
+        if (logging()) messageLog(indent_);
     }
     va_list args;
     va_start(args, format);
@@ -92,17 +140,15 @@ void _MessageHelper::operator()(const char* format, ...) {
     // conversion stays as it stands, so a user's text can never make the
     // console read arguments that are not there.
     text = collapsePercents(text);
-    sink_(text.c_str());
-    if (logging()) *out_ << text << std::flush;
+    emit(text.c_str());
+    if (logging()) messageLog(text);
 }
 
 void _MessageHelper::indent(unsigned int n) { indent_.append(n, ' '); }
 
 void _MessageHelper::outdent(unsigned int n) {
-    if (indent_.size() > n)
-        indent_.resize(indent_.size() - n);
-    else
-        indent_.clear();
+    if (indent_.size() > n) indent_.resize(indent_.size() - n);
+    else indent_.clear();
 }
 
 std::string moduleName(const char* file) {
@@ -126,8 +172,8 @@ void _ErrorHelper::operator()(const char* format, ...) {
     va_start(args, format);
     std::string text = vformat(format, args);
     va_end(args);
-    sink_(text.c_str());
-    sink_(" \n");
+    emit(text.c_str());
+    emit(" \n");
 }
 
 void _AssertFailed(const char* file, unsigned int line) {
@@ -135,8 +181,7 @@ void _AssertFailed(const char* file, unsigned int line) {
 }
 
 void ResetMessageLogfile() {
-    if (_MessageHelper::out_ != &std::cout && _MessageHelper::out_ != nullptr)
-        delete _MessageHelper::out_;
+    if (_MessageHelper::out_ != &std::cout && _MessageHelper::out_ != nullptr) delete _MessageHelper::out_;
     _MessageHelper::out_ = &std::cout;
 }
 
@@ -154,8 +199,7 @@ void SetMessageLogfile(const std::string& name) {
     }
     auto* stream = new std::ofstream(name.c_str(), std::ios::out | std::ios::trunc);
     if (stream->good()) {
-        if (_MessageHelper::out_ != &std::cout && _MessageHelper::out_ != nullptr)
-            delete _MessageHelper::out_;
+        if (_MessageHelper::out_ != &std::cout && _MessageHelper::out_ != nullptr) delete _MessageHelper::out_;
         _MessageHelper::out_ = stream;
     } else {
         delete stream;  // nothing refers to it; keeping it would only leak

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "mexhost.h"
@@ -141,4 +142,40 @@ TEST_F(MessageTest, TheConsoleIsASink) {
     EXPECT_NE(getMessageSink(), host);
     setMessageSink(host);
     EXPECT_EQ(mexhost::takeOutput(), "");
+}
+
+// Work on another thread prints nothing itself: its texts, log copies
+// included, come out on the calling thread at replay, byte for byte what the
+// same calls print directly, with the indent handed to the thread.
+TEST_F(MessageTest, CapturedThreadTextsReplayAsPrinted) {
+    _MessageHelper::verbosity_ = 3;
+    SetMessageLogfile(logPath());
+    _MessageHelper::indent(4);
+    auto speak = [] {
+        MESSAGE(2, "voxel %d\n", 7);
+        _MessageHelper::indent(2);
+        MESSAGE(3, "inner 100%%%%\n");
+        WARNING("careful %s\n", "now");
+        ERROR("failed %d", 1);
+        MESSAGE(9, "never\n");
+        _MessageHelper::outdent(2);
+        MESSAGE(1, "done\n");
+    };
+    speak();
+    const std::string direct = mexhost::takeOutput();
+    const std::string directLog = slurp(logPath());
+
+    SetMessageLogfile(logPath());  // a fresh log for the captured run
+    MessageCapture capture;
+    std::thread worker([&] {
+        MessageCapture::Scope scope(capture, "    ");
+        speak();
+    });
+    worker.join();
+    EXPECT_EQ(mexhost::takeOutput(), "");
+    EXPECT_EQ(slurp(logPath()), "");
+    capture.replay();
+    EXPECT_EQ(mexhost::takeOutput(), direct);
+    EXPECT_EQ(slurp(logPath()), directLog);
+    EXPECT_EQ(_MessageHelper::indent_, "    ");  // the calling thread's indent is its own
 }
