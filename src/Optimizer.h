@@ -310,6 +310,12 @@ protected:
     // The method: fits the voxel in `voxel` (see the walk above). The base
     // has no method and fits nothing.
     virtual void run(Voxel& voxel);
+    // Called once after prepare, before the first voxel, for what a method
+    // sets up or checks per run. False ends the run there: no voxel is
+    // fitted and finish is not called.
+    virtual bool beginRun(Voxel& /*voxel*/) { return true; }
+    // Called once after the last voxel, before finish.
+    virtual void endRun(Voxel& /*voxel*/) {}
 
     // The first step of a method's voxel: loads the voxel's curves, starts
     // the fitted parameters from their initial values (printed at verbosity
@@ -380,7 +386,7 @@ private:
     struct WalkVoxel {
         unsigned x, y, z;
     };
-    void walkSerial(const std::vector<WalkVoxel>& voxels);
+    void walkSerial(const std::vector<WalkVoxel>& voxels, Voxel& voxel);
     bool walkParallel(const std::vector<WalkVoxel>& voxels, unsigned threads);
     struct Worker;
     struct VoxelResult;

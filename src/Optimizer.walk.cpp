@@ -69,19 +69,24 @@ void Optimizer::run() {
         for (unsigned y = 0; y < Y; ++y)
             for (unsigned z = 0; z < Z; ++z)
                 if (isActive(x, y, z) && voxels.size() < parameters_.size()) voxels.push_back(WalkVoxel{x, y, z});
+    Voxel voxel(data_->getDimensionT(), getNumFitted(), error_ != nullptr);
+    voxel.count = static_cast<unsigned>(parameters_.size());
+    voxel.times = modelTimes();
+    if (!beginRun(voxel)) {
+        x_ = y_ = z_ = 0;
+        return;
+    }
     const unsigned threads = std::min<unsigned>(threadCount(), static_cast<unsigned>(voxels.size()));
-    if (threads < 2 || !walkParallel(voxels, threads)) walkSerial(voxels);
+    if (threads < 2 || !walkParallel(voxels, threads)) walkSerial(voxels, voxel);
     // Where the loops over the grid leave the voxel in work.
     x_ = X;
     y_ = Y;
     z_ = Z;
+    endRun(voxel);
     finish();
 }
 
-void Optimizer::walkSerial(const std::vector<WalkVoxel>& voxels) {
-    Voxel voxel(data_->getDimensionT(), getNumFitted(), error_ != nullptr);
-    voxel.count = static_cast<unsigned>(parameters_.size());
-    voxel.times = modelTimes();
+void Optimizer::walkSerial(const std::vector<WalkVoxel>& voxels, Voxel& voxel) {
     for (unsigned i = 0; i < voxels.size(); ++i) {
         x_ = voxel.x = voxels[i].x;
         y_ = voxel.y = voxels[i].y;
@@ -184,11 +189,21 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
     const unsigned P = getNumFitted();
     const unsigned count = static_cast<unsigned>(parameters_.size());
 
-    auto work = [&](Worker& w) {
+    // Each worker's working set, prepared for the run as the calling
+    // thread's was (beginRun), without its texts, which that one printed.
+    std::vector<std::unique_ptr<Voxel>> sets;
+    {
+        MessageCapture::Scope quiet(unprinted, "");
+        for (Worker& w : workers) {
+            sets.emplace_back(new Voxel(T, P, error_ != nullptr));
+            sets.back()->count = count;
+            sets.back()->times = modelTimes();
+            if (!w.optimizer->beginRun(*sets.back())) return false;
+        }
+    }
+
+    auto work = [&](Worker& w, Voxel& voxel) {
         Optimizer& o = *w.optimizer;
-        Voxel voxel(T, P, error_ != nullptr);
-        voxel.count = count;
-        voxel.times = modelTimes();
         for (;;) {
             unsigned c;
             {
@@ -221,7 +236,7 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
     };
     std::vector<std::thread> pool;
     try {
-        for (Worker& w : workers) pool.emplace_back(work, std::ref(w));
+        for (unsigned i = 0; i < workers.size(); ++i) pool.emplace_back(work, std::ref(workers[i]), std::ref(*sets[i]));
     } catch (...) {
         // Fewer threads than asked for share the voxels; none: the serial walk.
         if (pool.empty()) return false;

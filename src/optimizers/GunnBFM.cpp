@@ -1,8 +1,211 @@
 #include "optimizers/GunnBFM.h"
 
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+
+#include "Dataset.h"
+#include "InputFunction.h"
+#include "Parameter.h"
+#include "models/Neuro_SLAM_Model.h"
+#include "models/RateConvolution.h"
+#include "util/Message.h"
+
+// The working set of one run: built by beginRun, read by every voxel.
+struct GunnBFM::Work : Optimizer::Voxel::State {
+    explicit Work(const Optimizer::Voxel& v) : T(v.T), tac(v.T, 0.0), fit(v.T, 0.0) {}
+    const unsigned T;
+    unsigned N = 0;  // grid size
+    double r1Min = 0, r1Max = 0, bpMin = 0, bpMax = 0, k2Min = 0, k2Max = 0;  // k2 in normal units
+    double modelScale = 1.0;  // 1 / factor of the model's unit
+    std::vector<double> ref;  // reference curve, normal units [T]
+    std::vector<double> k2a;  // the grid [N]
+    std::vector<double> B;    // basis, frame-major: B[t * N + i], normal units
+    std::vector<double> Sbb, Srb;  // per grid point [N]
+    double Srr = 0.0;
+    unsigned outOfBounds = 0;
+    // The voxel's scratch.
+    std::vector<double> tac, fit;
+};
+
 GunnBFM::GunnBFM() : Optimizer("GunnBFM") {}
 
 GunnBFM::~GunnBFM() {}
 
-// Placeholder until the method arrives.
-void GunnBFM::run(Voxel&) {}
+bool GunnBFM::beginRun(Voxel& voxel) {
+    const int N = parameters_.empty() ? maxiter : parameters_[0].maxiter;
+    // The grid step divides by N - 1: fewer than two grid points is no grid.
+    if (N < 2) {
+        ERROR("GunnBFM needs at least 2 basis functions (maxiter), not %d", N);
+        return false;
+    }
+    Neuro_SLAM_Model* model = dynamic_cast<Neuro_SLAM_Model*>(model_);
+    if (model == nullptr) {
+        // Nothing useful can follow on another model: the run ends here.
+        ERROR("GunnBFM method only works for model Neuro_SLAM, not %s", model_->getName().c_str());
+        return false;
+    }
+    Work& w = voxel.state<Work>();
+    w.N = static_cast<unsigned>(N);
+    const Parameter& R1 = model->getParameter("R1");
+    const Parameter& k2 = model->getParameter("k2");
+    const Parameter& BP = model->getParameter("BPstar");
+    w.r1Min = R1.getMin();
+    w.r1Max = R1.getMax();
+    w.bpMin = BP.getMin();
+    w.bpMax = BP.getMax();
+    w.k2Min = k2.getMin() * k2.getUnit().getFactor();
+    w.k2Max = k2.getMax() * k2.getUnit().getFactor();
+    const double k2aMin = w.k2Min / (1.0 + w.bpMax);
+    const double k2aMax = w.k2Max;
+    MESSAGE(2, "parameter bounds: %lg<k2<%lg, BPstar<%lg => %lg<k2a<%lg\n", w.k2Min, w.k2Max, w.bpMax, k2aMin,
+            k2aMax);
+    // A BPstar maximum at or below -1 makes the lower limit infinite or negative
+    // and the convolutions meaningless: refused rather than evaluated.
+    if (!(std::isfinite(k2aMin) && std::isfinite(k2aMax))) {
+        ERROR("GunnBFM: the bounds of k2 and BPstar give no finite k2a grid");
+        return false;
+    }
+    InputFunction* input = model->getInput(0u);
+    const double inputScale = input->getUnit().getFactor();
+    w.modelScale = 1.0 / model->getUnit().getFactor();
+    MESSAGE(4, "inputScale=%lg, modelScale=%lg\n", inputScale, w.modelScale);
+
+    // The reference curve and the basis both in normal units (the input's
+    // value times its unit's factor), so that they agree whatever the units.
+    const unsigned T = voxel.T;
+    w.ref.assign(T, 0.0);
+    w.k2a.assign(w.N, 0.0);
+    w.B.assign(static_cast<size_t>(T) * w.N, 0.0);
+    w.Sbb.assign(w.N, 0.0);
+    w.Srb.assign(w.N, 0.0);
+    w.Srr = 0.0;
+    w.outOfBounds = 0;
+    for (unsigned i = 0; i < w.N; ++i) w.k2a[i] = k2aMin + i * (k2aMax - k2aMin) / (w.N - 1);
+    for (unsigned t = 0; t < T; ++t) {
+        const double tm = voxel.times[t];
+        w.ref[t] = (*input)(tm, 0, 0, 0) * inputScale;
+        w.Srr += w.ref[t] * w.ref[t];
+        MESSAGE(4, "ref[%u]=%lg\n", t, w.ref[t]);
+        MESSAGE(4, "time[%u]=%lg\n", t, tm);
+        for (unsigned i = 0; i < w.N; ++i) {
+            const double b = convExpAt(*input, w.k2a[i], tm, 0, 0, 0) * inputScale;
+            w.B[static_cast<size_t>(t) * w.N + i] = b;
+            w.Sbb[i] += b * b;
+            w.Srb[i] += w.ref[t] * b;
+        }
+        MESSAGE(4, "convExpK2a[%u,0]=%lg\n", t, w.B[static_cast<size_t>(t) * w.N]);
+    }
+    return true;
+}
+
+namespace {
+
+// x clamped to [lo, hi] when the bounds are set (hi > lo); as it is otherwise.
+double clampSet(double x, double lo, double hi) {
+    if (!(hi > lo)) return x;
+    return x < lo ? lo : (x > hi ? hi : x);
+}
+
+}  // namespace
+
+void GunnBFM::run(Voxel& voxel) {
+    Work& w = voxel.state<Work>();
+    const unsigned T = voxel.T, N = w.N;
+    startTimer();
+    double Sry = 0.0;
+    for (unsigned t = 0; t < T; ++t) {
+        w.tac[t] = getData(data_, t);
+        voxel.data[t] = w.tac[t];
+        MESSAGE(4, "tac[%u]=%lg\n", t, w.tac[t]);
+        Sry += w.ref[t] * w.tac[t] / w.modelScale;
+    }
+    bool kept = false;
+    bool good = true;
+    unsigned best = 0;
+    double bestR1 = 0.0, bestK2 = 0.0;
+    chisquare_ = 0.0;
+    const bool boundsBP = w.bpMax > w.bpMin;
+    for (unsigned i = 0; i < N; ++i) {
+        double sby = 0.0;
+        for (unsigned t = 0; t < T; ++t) sby += w.B[static_cast<size_t>(t) * N + i] * w.tac[t];
+        sby /= w.modelScale;
+        const double Sbb = w.Sbb[i], Srb = w.Srb[i];
+        const double delta = w.Srr * Sbb - Srb * Srb;
+        if (std::fabs(delta) < 1e-8) MESSAGE(2, "close to singular BFM matrix; delta=%lg\n", delta);
+        double R1 = (Sbb * Sry - Srb * sby) / delta;
+        const double theta = (w.Srr * sby - Srb * Sry) / delta;
+        double k2 = theta + w.k2a[i] * R1;
+        const double BP = k2 / w.k2a[i] - 1.0;
+        // Not a number counts as out of bounds; unset BPstar bounds bound nothing.
+        if (boundsBP && !(BP >= w.bpMin && BP <= w.bpMax)) {
+            MESSAGE(4, "BP out of bounds with basis function %d: %lg\n", static_cast<int>(i), BP);
+            if (!(i == N - 1 && !kept)) continue;
+            MESSAGE(2, "VOXEL %d,%d,%d (%d of %d): all estimates out of bounds, keeping last!\n",
+                    static_cast<int>(voxel.x), static_cast<int>(voxel.y), static_cast<int>(voxel.z),
+                    static_cast<int>(voxel.number + 1), static_cast<int>(voxel.count));
+            ++w.outOfBounds;
+            good = false;
+        }
+        R1 = clampSet(R1, w.r1Min, w.r1Max);
+        k2 = clampSet(k2, w.k2Min, w.k2Max);
+        double chi = 0.0;
+        for (unsigned t = 0; t < T; ++t) {
+            const double f = R1 * w.ref[t] + (k2 - w.k2a[i] * R1) * w.B[static_cast<size_t>(t) * N + i];
+            MESSAGE(5, "fit=%lg, fit*modelScale=%lg \n", f, f * w.modelScale);
+            const double r = w.tac[t] - f * w.modelScale;
+            chi += r * r;
+        }
+        MESSAGE(4, "chi[%u]=%lg \n", i, chi);
+        if (chi < chisquare_ || !kept) {
+            chisquare_ = chi;
+            kept = true;
+            best = i;
+            bestR1 = R1;
+            bestK2 = k2;
+        }
+    }
+    const double k2a = w.k2a[best];
+    const double BP = bestK2 / k2a - 1.0;
+    MESSAGE(3, "estimated: R1=%lg, k2=%lg, BPstar=%lg,(k2a=%lg, BF=%u), \n", bestR1, bestK2, BP, k2a, best);
+    int changes = 0;
+    bool lastNonNegative = true;
+    for (unsigned t = 0; t < T; ++t) {
+        w.fit[t] = (bestR1 * w.ref[t] + (bestK2 - k2a * bestR1) * w.B[static_cast<size_t>(t) * N + best]) *
+                   w.modelScale;
+        const bool nonNegative = w.tac[t] - w.fit[t] >= 0.0;
+        if (t > 0 && nonNegative != lastNonNegative) ++changes;
+        lastNonNegative = nonNegative;
+    }
+    incrementTimer(1);
+    const Parameter& k2p = model_->getParameter("k2");
+    model_->setParameterValue("R1", voxel.x, voxel.y, voxel.z, bestR1);
+    model_->setParameterValue("k2", voxel.x, voxel.y, voxel.z, bestK2 / k2p.getUnit().getFactor());
+    model_->setParameterValue("BPstar", voxel.x, voxel.y, voxel.z, BP);
+    if (!statusfile.empty()) status(w, voxel);
+    voxel.chisquare = chisquare_;
+    voxel.unweightedChisquare = chisquare_;
+    voxel.signChanges = changes;
+    voxel.exitFlag = good ? 1 : 0;
+    finishVoxel(voxel);
+    MESSAGE(3, "FINISHED (%.3lfs): chi^2/d.o.f. = %lg, #sign changes = %d\n", totalTime_,
+            chisquare_ / (static_cast<double>(T) - voxel.P), changes);
+}
+
+void GunnBFM::endRun(Voxel& voxel) {
+    Work& w = voxel.state<Work>();
+    MESSAGE(2, "%u final estimates out of bounds.\n", w.outOfBounds);
+}
+
+void GunnBFM::status(const Work& w, const Voxel& voxel) const {
+    char buffer[1024];
+    std::snprintf(buffer, sizeof buffer, "%s_%s_%d,%d,%d", statusfile.c_str(), model_->getName().c_str(),
+                  static_cast<int>(voxel.x), static_cast<int>(voxel.y), static_cast<int>(voxel.z));
+    std::string fileName(buffer);
+    for (char& c : fileName)
+        if (c == ' ') c = '_';
+    std::ofstream out(fileName.c_str(), std::ios::out | std::ios::trunc);
+    if (!out) return;
+    out << "# t y fit\n";
+    for (unsigned t = 0; t < w.T; ++t) out << voxel.times[t] << " " << w.tac[t] << " " << w.fit[t] << " \n";
+}
