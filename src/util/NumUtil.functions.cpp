@@ -1,6 +1,7 @@
 // The gamma function family: factorial, the gamma function and the incomplete gamma
 // functions and the confluent hypergeometric series 1F1(a; a+1; z). The
 // truncated gamma integral GeneralGamma is in NumUtil.gamma.cpp.
+#include <array>
 #include <cmath>
 
 #include "util/Message.h"
@@ -35,20 +36,26 @@ double powi(double x, int n) {
 
 }  // namespace
 
+// n! for n up to 32, each the product of the one before and n. Made once, on
+// first use (thread-safe), so that fits on several threads may share it.
+static const std::array<double, 33>& factorials() {
+    static const std::array<double, 33> table = [] {
+        std::array<double, 33> t{};
+        t[0] = 1.0;
+        for (int i = 1; i <= 32; ++i) t[i] = t[i - 1] * i;
+        return t;
+    }();
+    return table;
+}
+
 double factrl(int n) {
-    static int ntop = 4;
-    static double table[33] = {1.0, 1.0, 2.0, 6.0, 24.0};
     if (n < 0) {
         ERROR("factrl(): n = %d negative\n", n);
         // Goes on through the gamma function, which has its poles there.
         return std::exp(gammln(n + 1.0));
     }
     if (n > 32) return std::exp(gammln(n + 1.0));
-    while (ntop < n) {
-        int j = ntop++;
-        table[ntop] = table[j] * ntop;
-    }
-    return table[n];
+    return factorials()[n];
 }
 
 double gammln(double x) {
