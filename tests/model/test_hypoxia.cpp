@@ -142,3 +142,77 @@ TEST(Hypoxia, DerivativesAgreeWithCentralDifferences) {
     expectDerivatives(two, sets2, {"eta"});
     expectDerivatives(three, k3TC, {"eta"});
 }
+
+// The eta rows are not the derivative by eta: pinned to their formula, in
+// the model's own components and the input's convolutions at kappa.
+TEST(Hypoxia, EtaRowsKeptAsWritten) {
+    Blood b;
+    FMISO_2TC_Model two;
+    FMISO_3TC_Model three;
+    two.addInput(b.input.get());
+    three.addInput(b.input.get());
+    const std::vector<double> p2 = k2TC[0].p, p3 = k3TC[0].p;
+    set(two, p2);
+    set(three, p3);
+    for (double t : kTimes) {
+        const std::vector<double> c = two.computeAll(t, 0, 0, 0);
+        double e = 1 - p2[5], k1 = p2[0] / 60, k3 = p2[2] / 60, a = p2[3], W = (1 - p2[4]) * p2[6];
+        double kappa = p2[1] / 60 + e * a * k3;
+        double tc = t * b.input->convExp(kappa, t, 0, 0, 0) - b.input->convTimeExp(kappa, t, 0, 0, 0);
+        const double written2 = ((e * a * k3 / kappa + 1) * a * k1 * k3 * tc + (e * a * k3 / kappa - 1) * c[2]) * W;
+        EXPECT_NEAR(two.der("eta", t, 0, 0, 0), written2, 1e-9 * std::fabs(written2)) << t;
+
+        const std::vector<double> d = three.computeAll(t, 0, 0, 0);
+        e = 1 - p3[6], k1 = p3[0] / 60, k3 = p3[2] / 60, a = p3[4], W = (1 - p3[5]) * p3[7];
+        kappa = p3[1] / 60 + e * k3;
+        const double dk = kappa - p3[3] / 60;
+        tc = t * b.input->convExp(kappa, t, 0, 0, 0) - b.input->convTimeExp(kappa, t, 0, 0, 0);
+        const double written3 = (((1 - a) * e * k3 / dk + e * a * k3 / kappa + 1) * k1 * k3 * tc +
+                                 (e * k3 / kappa - 1) * d[2] + (k3 / dk - 1 / e) * d[3]) *
+                                W;
+        EXPECT_NEAR(three.der("eta", t, 0, 0, 0), written3, 1e-9 * std::fabs(written3)) << t;
+    }
+}
+
+TEST(Hypoxia, DegenerateAndMissingInputs) {
+    Blood b;
+    // beta = 1: blood only, y = V Ca.
+    FMISO_2TC_Model two(Unit("kBq/ml"), 0.3, 0.2, 0.05, 0.6, 1.0, 0.3, 0.9);
+    two.addInput(b.input.get());
+    EXPECT_NEAR(two(95.0, 0, 0, 0), 0.9 * b.line(95.0), 1e-12);
+
+    // Casciari at eta = 0 (m infinite): the limit of small eta, finite.
+    Casciari_Model c;
+    c.addInput(b.input.get());
+    std::vector<double> p = kCasciari[0].p;
+    p[6] = 1e-7;
+    set(c, p);
+    const double nearZero = c(95.0, 0, 0, 0);
+    p[6] = 0.0;
+    set(c, p);
+    const std::vector<double> atZero = c.computeAll(95.0, 0, 0, 0);
+    for (double v : atZero) EXPECT_TRUE(std::isfinite(v));
+    EXPECT_NEAR(atZero[0], nearZero, 1e-6 * std::fabs(nearZero));
+
+    // Casciari's cache across a voxel change: the input is asked at the new
+    // voxel, and its numerical derivative is the central difference.
+    RampInput ramp;
+    Casciari_Model r;
+    r.addInput(&ramp);
+    set(r, kCasciari[0].p);
+    r(60.0, 0, 0, 0);
+    const double there = r(60.0, 1, 0, 0);
+    EXPECT_EQ(ramp.voxel, (std::vector<unsigned>{1, 0, 0}));
+    EXPECT_EQ(there, r(60.0, 0, 0, 0));
+    EXPECT_TRUE(std::isfinite(r.der("ka", 60.0, 0, 0, 0)));
+
+    // Without an input: a report and 0.0, nothing read.
+    Verbosity quiet(0);
+    FMISO_3TC_Model none(Unit("kBq/ml"), 0.3, 0.1, 0.08, 0.02, 0.4, 0.1, 0.2, 0.9);
+    EXPECT_EQ(none(30.0, 0, 0, 0), 0.0);
+    EXPECT_EQ(none.der("k4", 30.0, 0, 0, 0), 0.0);
+    EXPECT_EQ(none.computeAll(30.0, 0, 0, 0).size(), 4u);
+    Casciari_Model bare;
+    EXPECT_EQ(bare(30.0, 0, 0, 0), 0.0);
+    EXPECT_EQ(bare.computeAll(30.0, 0, 0, 0).size(), 5u);
+}
