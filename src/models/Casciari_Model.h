@@ -5,6 +5,7 @@
 #ifndef KINETRA_MODELS_CASCIARI_MODEL_H
 #define KINETRA_MODELS_CASCIARI_MODEL_H
 
+#include <limits>
 #include <vector>
 
 #include "Model.h"
@@ -17,6 +18,23 @@ public:
 
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
+
+    enum { F = 0, KA, KB, ALPHA, BETA1, BETA2, ETA, V };
+
+private:
+    // Parameters on a change of parameters or voxel, Ca on a new time, and
+    // the five convolutions and the curves whenever either happened. False
+    // without an input.
+    bool precompute(double t, unsigned x, unsigned y, unsigned z);
+
+    static constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+    struct Cache {
+        double p[8] = {kNaN, kNaN, kNaN, kNaN, kNaN, kNaN, kNaN, kNaN};  // normal, by index
+        double ca = 0.0, scale = kNaN;
+        double kappa = kNaN, m = kNaN;
+        double conv[5] = {0.0, 0.0, 0.0, 0.0, 0.0};  // at 0, ka, kappa, kb, m; times scale_
+        double C1 = 0.0, C2 = 0.0, C3 = 0.0, C4 = 0.0, etaC4 = 0.0;
+    } cache_;
 };
 
 #endif

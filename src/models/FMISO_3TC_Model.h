@@ -9,18 +9,18 @@
 
 #include <vector>
 
-#include "Model.h"
+#include "models/FMISOModel.h"
 
-class FMISO_3TC_Model : public Model {
+class FMISO_3TC_Model : public FMISOModel {
 public:
     FMISO_3TC_Model();
     FMISO_3TC_Model(const Unit& unit, double k1, double k2, double k3, double k4, double alpha, double beta, double eta,
                     double V);
 
-    double operator()(double t, unsigned x, unsigned y, unsigned z) override;
-    std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
+    enum { K1 = 0, K2, K3, K4, ALPHA, BETA, ETA, V };
 
 private:
+    void readParameters(unsigned x, unsigned y, unsigned z) override;
     double analyticDer(unsigned index, double t, unsigned x, unsigned y, unsigned z) override;
 };
 
