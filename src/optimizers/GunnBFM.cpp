@@ -123,8 +123,7 @@ void GunnBFM::run(Voxel& voxel) {
     bool kept = false;
     bool good = true;
     unsigned best = 0;
-    double bestR1 = 0.0, bestK2 = 0.0;
-    chisquare_ = 0.0;
+    double bestR1 = 0.0, bestK2 = 0.0, bestChi = 0.0;
     const bool boundsBP = w.bpMax > w.bpMin;
     for (unsigned i = 0; i < N; ++i) {
         double sby = 0.0;
@@ -157,8 +156,8 @@ void GunnBFM::run(Voxel& voxel) {
             chi += r * r;
         }
         MESSAGE(4, "chi[%u]=%lg \n", i, chi);
-        if (chi < chisquare_ || !kept) {
-            chisquare_ = chi;
+        if (chi < bestChi || !kept) {
+            bestChi = chi;
             kept = true;
             best = i;
             bestR1 = R1;
@@ -183,13 +182,13 @@ void GunnBFM::run(Voxel& voxel) {
     model_->setParameterValue("k2", voxel.x, voxel.y, voxel.z, bestK2 / k2p.getUnit().getFactor());
     model_->setParameterValue("BPstar", voxel.x, voxel.y, voxel.z, BP);
     if (!statusfile.empty()) status(w, voxel);
-    voxel.chisquare = chisquare_;
-    voxel.unweightedChisquare = chisquare_;
+    voxel.chisquare = bestChi;
+    voxel.unweightedChisquare = bestChi;
     voxel.signChanges = changes;
     voxel.exitFlag = good ? 1 : 0;
     finishVoxel(voxel);
     MESSAGE(3, "FINISHED (%.3lfs): chi^2/d.o.f. = %lg, #sign changes = %d\n", totalTime_,
-            chisquare_ / (static_cast<double>(T) - voxel.P), changes);
+            bestChi / (static_cast<double>(T) - voxel.P), changes);
 }
 
 void GunnBFM::endRun(Voxel& voxel) {
