@@ -1,5 +1,6 @@
 #include "optimizers/GunnBFM.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -24,8 +25,8 @@ struct GunnBFM::Work : Optimizer::Voxel::State {
     std::vector<double> Sbb, Srb;  // per grid point [N]
     double Srr = 0.0;
     unsigned outOfBounds = 0;
-    // The voxel's scratch.
-    std::vector<double> tac, fit;
+    // The voxel's scratch: its curve, the fit, and sum_t B[t][i] y[t] [N].
+    std::vector<double> tac, fit, sby;
 };
 
 GunnBFM::GunnBFM() : Optimizer("GunnBFM") {}
@@ -79,6 +80,7 @@ bool GunnBFM::beginRun(Voxel& voxel) {
     w.B.assign(static_cast<size_t>(T) * w.N, 0.0);
     w.Sbb.assign(w.N, 0.0);
     w.Srb.assign(w.N, 0.0);
+    w.sby.assign(w.N, 0.0);
     w.Srr = 0.0;
     w.outOfBounds = 0;
     for (unsigned i = 0; i < w.N; ++i) w.k2a[i] = k2aMin + i * (k2aMax - k2aMin) / (w.N - 1);
@@ -112,13 +114,21 @@ double clampSet(double x, double lo, double hi) {
 void GunnBFM::run(Voxel& voxel) {
     Work& w = voxel.state<Work>();
     const unsigned T = voxel.T, N = w.N;
+    const double s = w.modelScale;
     startTimer();
-    double Sry = 0.0;
+    // The data's sums with the reference and with every basis function, the
+    // basis read row by row (frame-major) in one pass.
+    double Sry = 0.0, Syy = 0.0;
+    std::fill(w.sby.begin(), w.sby.end(), 0.0);
     for (unsigned t = 0; t < T; ++t) {
-        w.tac[t] = getData(data_, t);
-        voxel.data[t] = w.tac[t];
-        MESSAGE(4, "tac[%u]=%lg\n", t, w.tac[t]);
-        Sry += w.ref[t] * w.tac[t] / w.modelScale;
+        const double y = getData(data_, t);
+        w.tac[t] = y;
+        voxel.data[t] = y;
+        MESSAGE(4, "tac[%u]=%lg\n", t, y);
+        Sry += w.ref[t] * y / s;
+        Syy += y * y;
+        const double* b = &w.B[static_cast<size_t>(t) * N];
+        for (unsigned i = 0; i < N; ++i) w.sby[i] += b[i] * y;
     }
     bool kept = false;
     bool good = true;
@@ -126,9 +136,7 @@ void GunnBFM::run(Voxel& voxel) {
     double bestR1 = 0.0, bestK2 = 0.0, bestChi = 0.0;
     const bool boundsBP = w.bpMax > w.bpMin;
     for (unsigned i = 0; i < N; ++i) {
-        double sby = 0.0;
-        for (unsigned t = 0; t < T; ++t) sby += w.B[static_cast<size_t>(t) * N + i] * w.tac[t];
-        sby /= w.modelScale;
+        const double sby = w.sby[i] / s;
         const double Sbb = w.Sbb[i], Srb = w.Srb[i];
         const double delta = w.Srr * Sbb - Srb * Srb;
         if (std::fabs(delta) < 1e-8) MESSAGE(2, "close to singular BFM matrix; delta=%lg\n", delta);
@@ -148,13 +156,17 @@ void GunnBFM::run(Voxel& voxel) {
         }
         R1 = clampSet(R1, w.r1Min, w.r1Max);
         k2 = clampSet(k2, w.k2Min, w.k2Max);
-        double chi = 0.0;
-        for (unsigned t = 0; t < T; ++t) {
-            const double f = R1 * w.ref[t] + (k2 - w.k2a[i] * R1) * w.B[static_cast<size_t>(t) * N + i];
-            MESSAGE(5, "fit=%lg, fit*modelScale=%lg \n", f, f * w.modelScale);
-            const double r = w.tac[t] - f * w.modelScale;
-            chi += r * r;
-        }
+        // The residual sum of squares of y - s (R1 ref + th b) from the sums:
+        //   Syy - 2 s (R1 Sry' + th Sby') + s^2 (R1^2 Srr + 2 R1 th Srb + th^2 Sbb),
+        // Sry' and Sby' the data's sums in model units; no pass over the frames.
+        const double th = k2 - w.k2a[i] * R1;
+        const double chi = Syy - 2.0 * s * s * (R1 * Sry + th * sby) +
+                           s * s * (R1 * R1 * w.Srr + 2.0 * R1 * th * Srb + th * th * Sbb);
+        if (_MessageHelper::enabled(5))
+            for (unsigned t = 0; t < T; ++t) {
+                const double f = R1 * w.ref[t] + th * w.B[static_cast<size_t>(t) * N + i];
+                MESSAGE(5, "fit=%lg, fit*modelScale=%lg \n", f, f * s);
+            }
         MESSAGE(4, "chi[%u]=%lg \n", i, chi);
         if (chi < bestChi || !kept) {
             bestChi = chi;
@@ -167,12 +179,16 @@ void GunnBFM::run(Voxel& voxel) {
     const double k2a = w.k2a[best];
     const double BP = bestK2 / k2a - 1.0;
     MESSAGE(3, "estimated: R1=%lg, k2=%lg, BPstar=%lg,(k2a=%lg, BF=%u), \n", bestR1, bestK2, BP, k2a, best);
+    // The record's chi-square is the residual itself, not the sums' form.
+    double chi = 0.0;
     int changes = 0;
     bool lastNonNegative = true;
     for (unsigned t = 0; t < T; ++t) {
         w.fit[t] = (bestR1 * w.ref[t] + (bestK2 - k2a * bestR1) * w.B[static_cast<size_t>(t) * N + best]) *
                    w.modelScale;
-        const bool nonNegative = w.tac[t] - w.fit[t] >= 0.0;
+        const double r = w.tac[t] - w.fit[t];
+        chi += r * r;
+        const bool nonNegative = r >= 0.0;
         if (t > 0 && nonNegative != lastNonNegative) ++changes;
         lastNonNegative = nonNegative;
     }
@@ -182,13 +198,13 @@ void GunnBFM::run(Voxel& voxel) {
     model_->setParameterValue("k2", voxel.x, voxel.y, voxel.z, bestK2 / k2p.getUnit().getFactor());
     model_->setParameterValue("BPstar", voxel.x, voxel.y, voxel.z, BP);
     if (!statusfile.empty()) status(w, voxel);
-    voxel.chisquare = bestChi;
-    voxel.unweightedChisquare = bestChi;
+    voxel.chisquare = chi;
+    voxel.unweightedChisquare = chi;
     voxel.signChanges = changes;
     voxel.exitFlag = good ? 1 : 0;
     finishVoxel(voxel);
     MESSAGE(3, "FINISHED (%.3lfs): chi^2/d.o.f. = %lg, #sign changes = %d\n", totalTime_,
-            bestChi / (static_cast<double>(T) - voxel.P), changes);
+            chi / (static_cast<double>(T) - voxel.P), changes);
 }
 
 void GunnBFM::endRun(Voxel& voxel) {
