@@ -22,6 +22,12 @@ struct GunnBFM::Work : Optimizer::Voxel::State {
     std::vector<double> ref;  // reference curve, normal units [T]
     std::vector<double> k2a;  // the grid [N]
     std::vector<double> B;    // basis, frame-major: B[t * N + i], normal units
+    std::vector<double> BT;   // the time-weighted convolutions, laid out as B
+    // The model's own derivatives are rebuilt from the basis (see derivatives).
+    bool ownDerivatives = false;
+    std::vector<unsigned> fittedIndex;   // the model's index of each fit index [P]
+    std::vector<double> fittedFactor;    // unit factor times modelScale [P]
+    std::vector<double> dfit;            // derivatives [T * P]
     std::vector<double> Sbb, Srb;  // per grid point [N]
     double Srr = 0.0;
     unsigned outOfBounds = 0;
@@ -78,6 +84,18 @@ bool GunnBFM::beginRun(Voxel& voxel) {
     w.ref.assign(T, 0.0);
     w.k2a.assign(w.N, 0.0);
     w.B.assign(static_cast<size_t>(T) * w.N, 0.0);
+    w.BT.assign(static_cast<size_t>(T) * w.N, 0.0);
+    // With the model's analytic derivatives and no further input, the errors
+    // take the fit's values and derivatives from the basis instead of
+    // evaluating the model again at every frame.
+    w.ownDerivatives = !model->getNumDer() && model->getNumInputs() == 1;
+    w.fittedIndex.clear();
+    w.fittedFactor.clear();
+    for (const Fitted& f : fitted_) {
+        w.fittedIndex.push_back(f.index);
+        w.fittedFactor.push_back(model->getParameterByIndex(f.index).getUnit().getFactor() * w.modelScale);
+    }
+    w.dfit.assign(static_cast<size_t>(T) * fitted_.size(), 0.0);
     w.Sbb.assign(w.N, 0.0);
     w.Srb.assign(w.N, 0.0);
     w.sby.assign(w.N, 0.0);
@@ -93,6 +111,8 @@ bool GunnBFM::beginRun(Voxel& voxel) {
         for (unsigned i = 0; i < w.N; ++i) {
             const double b = convExpAt(*input, w.k2a[i], tm, 0, 0, 0) * inputScale;
             w.B[static_cast<size_t>(t) * w.N + i] = b;
+            if (w.ownDerivatives)
+                w.BT[static_cast<size_t>(t) * w.N + i] = convTimeExpAt(*input, w.k2a[i], tm, 0, 0, 0) * inputScale;
             w.Sbb[i] += b * b;
             w.Srb[i] += w.ref[t] * b;
         }
@@ -202,9 +222,38 @@ void GunnBFM::run(Voxel& voxel) {
     voxel.unweightedChisquare = chi;
     voxel.signChanges = changes;
     voxel.exitFlag = good ? 1 : 0;
-    finishVoxel(voxel);
+    if (w.ownDerivatives) {
+        derivatives(w, voxel, best, bestR1, bestK2, BP);
+        finishVoxel(voxel, w.fit.data(), w.dfit.data());
+    } else {
+        finishVoxel(voxel);
+    }
     MESSAGE(3, "FINISHED (%.3lfs): chi^2/d.o.f. = %lg, #sign changes = %d\n", totalTime_,
             chi / (static_cast<double>(T) - voxel.P), changes);
+}
+
+void GunnBFM::derivatives(Work& w, const Voxel& voxel, unsigned best, double r1, double k2, double bp) const {
+    // The model's analytic derivatives, with conv the basis, convT its
+    // time-weighted form and D = t conv - convT (d conv / d k2a = -D):
+    //   dR1 = Cr - k2a conv, dk2 = (1 - R1 / (1 + BP)) (conv - D k2a),
+    //   dBP = (R1 conv + (k2 - R1 k2a) D) k2 / (1 + BP)^2,
+    // each times the parameter's unit factor and the model's scale.
+    const unsigned N = w.N, P = static_cast<unsigned>(w.fittedIndex.size());
+    const double bp1 = 1.0 + bp, k2a = w.k2a[best];
+    for (unsigned t = 0; t < w.T; ++t) {
+        const double conv = w.B[static_cast<size_t>(t) * N + best];
+        const double D = voxel.times[t] * conv - w.BT[static_cast<size_t>(t) * N + best];
+        for (unsigned j = 0; j < P; ++j) {
+            double d = 0.0;
+            switch (w.fittedIndex[j]) {
+                case Neuro_SLAM_Model::R1: d = w.ref[t] - k2a * conv; break;
+                case Neuro_SLAM_Model::K2: d = (1.0 - r1 / bp1) * (conv - D * k2a); break;
+                case Neuro_SLAM_Model::BPSTAR: d = (r1 * conv + (k2 - r1 * k2a) * D) * k2 / (bp1 * bp1); break;
+                default: break;
+            }
+            w.dfit[static_cast<size_t>(t) * P + j] = d * w.fittedFactor[j];
+        }
+    }
 }
 
 void GunnBFM::endRun(Voxel& voxel) {

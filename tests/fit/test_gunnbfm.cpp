@@ -139,6 +139,26 @@ TEST(GunnBFM, ErrorDatasetChangesOnlyTheErrors) {
     EXPECT_EQ(a.bfm.getParameters()[1].chisquare_, b.bfm.getParameters()[1].chisquare_);
 }
 
+// The errors come from the basis without evaluating the model: the same as
+// the covariance the model's own evaluations give, with and without errors.
+TEST(GunnBFM, ErrorsMatchTheModelsOwnCovariance) {
+    BFMScene s;
+    s.slam(1.1, 0.25, 1.5);
+    s.addNoise(0.05, 3);
+    for (bool weighted : {false, true}) {
+        s.bfm.setError(weighted ? s.error.get() : nullptr);
+        s.runBFM();
+        for (unsigned x = 0; x < 2; ++x) {
+            const Dataset2D<double> c = s.bfm.computeCovariance(x, 0, 0);
+            for (const auto& entry : s.bfm.getParameterIndex()) {
+                const double e = std::sqrt(c(entry.second, entry.second));
+                EXPECT_GT(e, 0.0);
+                EXPECT_NEAR(s.model->getParameterError(entry.first, x, 0, 0), e, 1e-9 * e) << entry.first;
+            }
+        }
+    }
+}
+
 // BPstar bounds that exclude the truth: every voxel keeps the last grid
 // point (k2a = k2max), flags 0 and is counted at the end.
 TEST(GunnBFM, AllEstimatesOutOfBoundsKeepTheLastGridPoint) {
