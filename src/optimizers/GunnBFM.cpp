@@ -29,6 +29,9 @@ struct GunnBFM::Work : Optimizer::Voxel::State {
     std::vector<double> fittedFactor;    // unit factor times modelScale [P]
     std::vector<double> dfit;            // derivatives [T * P]
     std::vector<double> Sbb, Srb;  // per grid point [N]
+    // Per grid point: delta = Srr Sbb - Srb^2 and its inverse, 1 / k2a [N];
+    // the voxel's solve multiplies instead of dividing.
+    std::vector<double> delta, invDelta, invK2a;
     double Srr = 0.0;
     unsigned outOfBounds = 0;
     // The voxel's scratch: its curve, the fit, and sum_t B[t][i] y[t] [N].
@@ -102,6 +105,8 @@ bool GunnBFM::beginRun(Voxel& voxel) {
     w.Srr = 0.0;
     w.outOfBounds = 0;
     for (unsigned i = 0; i < w.N; ++i) w.k2a[i] = k2aMin + i * (k2aMax - k2aMin) / (w.N - 1);
+    w.invK2a.assign(w.N, 0.0);
+    for (unsigned i = 0; i < w.N; ++i) w.invK2a[i] = 1.0 / w.k2a[i];
     for (unsigned t = 0; t < T; ++t) {
         const double tm = voxel.times[t];
         w.ref[t] = (*input)(tm, 0, 0, 0) * inputScale;
@@ -117,6 +122,12 @@ bool GunnBFM::beginRun(Voxel& voxel) {
             w.Srb[i] += w.ref[t] * b;
         }
         MESSAGE(4, "convExpK2a[%u,0]=%lg\n", t, w.B[static_cast<size_t>(t) * w.N]);
+    }
+    w.delta.assign(w.N, 0.0);
+    w.invDelta.assign(w.N, 0.0);
+    for (unsigned i = 0; i < w.N; ++i) {
+        w.delta[i] = w.Srr * w.Sbb[i] - w.Srb[i] * w.Srb[i];
+        w.invDelta[i] = 1.0 / w.delta[i];
     }
     return true;
 }
@@ -134,7 +145,7 @@ double clampSet(double x, double lo, double hi) {
 void GunnBFM::run(Voxel& voxel) {
     Work& w = voxel.state<Work>();
     const unsigned T = voxel.T, N = w.N;
-    const double s = w.modelScale;
+    const double s = w.modelScale, invS = 1.0 / s;
     startTimer();
     // The data's sums with the reference and with every basis function, the
     // basis read row by row (frame-major) in one pass.
@@ -145,25 +156,25 @@ void GunnBFM::run(Voxel& voxel) {
         w.tac[t] = y;
         voxel.data[t] = y;
         MESSAGE(4, "tac[%u]=%lg\n", t, y);
-        Sry += w.ref[t] * y / s;
+        Sry += w.ref[t] * y;
         Syy += y * y;
         const double* b = &w.B[static_cast<size_t>(t) * N];
         for (unsigned i = 0; i < N; ++i) w.sby[i] += b[i] * y;
     }
+    Sry *= invS;
     bool kept = false;
     bool good = true;
     unsigned best = 0;
     double bestR1 = 0.0, bestK2 = 0.0, bestChi = 0.0;
     const bool boundsBP = w.bpMax > w.bpMin;
     for (unsigned i = 0; i < N; ++i) {
-        const double sby = w.sby[i] / s;
+        const double sby = w.sby[i] * invS;
         const double Sbb = w.Sbb[i], Srb = w.Srb[i];
-        const double delta = w.Srr * Sbb - Srb * Srb;
-        if (std::fabs(delta) < 1e-8) MESSAGE(2, "close to singular BFM matrix; delta=%lg\n", delta);
-        double R1 = (Sbb * Sry - Srb * sby) / delta;
-        const double theta = (w.Srr * sby - Srb * Sry) / delta;
+        if (std::fabs(w.delta[i]) < 1e-8) MESSAGE(2, "close to singular BFM matrix; delta=%lg\n", w.delta[i]);
+        double R1 = (Sbb * Sry - Srb * sby) * w.invDelta[i];
+        const double theta = (w.Srr * sby - Srb * Sry) * w.invDelta[i];
         double k2 = theta + w.k2a[i] * R1;
-        const double BP = k2 / w.k2a[i] - 1.0;
+        const double BP = k2 * w.invK2a[i] - 1.0;
         // Not a number counts as out of bounds; unset BPstar bounds bound nothing.
         if (boundsBP && !(BP >= w.bpMin && BP <= w.bpMax)) {
             MESSAGE(4, "BP out of bounds with basis function %d: %lg\n", static_cast<int>(i), BP);
