@@ -1,5 +1,6 @@
 #include "optimizers/GunnBFM.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -21,11 +22,20 @@ struct GunnBFM::Work : Optimizer::Voxel::State {
     std::vector<double> ref;  // reference curve, normal units [T]
     std::vector<double> k2a;  // the grid [N]
     std::vector<double> B;    // basis, frame-major: B[t * N + i], normal units
+    std::vector<double> BT;   // the time-weighted convolutions, laid out as B
+    // The model's own derivatives are rebuilt from the basis (see derivatives).
+    bool ownDerivatives = false;
+    std::vector<unsigned> fittedIndex;   // the model's index of each fit index [P]
+    std::vector<double> fittedFactor;    // unit factor times modelScale [P]
+    std::vector<double> dfit;            // derivatives [T * P]
     std::vector<double> Sbb, Srb;  // per grid point [N]
+    // Per grid point: delta = Srr Sbb - Srb^2 and its inverse, 1 / k2a [N];
+    // the voxel's solve multiplies instead of dividing.
+    std::vector<double> delta, invDelta, invK2a;
     double Srr = 0.0;
     unsigned outOfBounds = 0;
-    // The voxel's scratch.
-    std::vector<double> tac, fit;
+    // The voxel's scratch: its curve, the fit, and sum_t B[t][i] y[t] [N].
+    std::vector<double> tac, fit, sby;
 };
 
 GunnBFM::GunnBFM() : Optimizer("GunnBFM") {}
@@ -77,11 +87,26 @@ bool GunnBFM::beginRun(Voxel& voxel) {
     w.ref.assign(T, 0.0);
     w.k2a.assign(w.N, 0.0);
     w.B.assign(static_cast<size_t>(T) * w.N, 0.0);
+    w.BT.assign(static_cast<size_t>(T) * w.N, 0.0);
+    // With the model's analytic derivatives and no further input, the errors
+    // take the fit's values and derivatives from the basis instead of
+    // evaluating the model again at every frame.
+    w.ownDerivatives = !model->getNumDer() && model->getNumInputs() == 1;
+    w.fittedIndex.clear();
+    w.fittedFactor.clear();
+    for (const Fitted& f : fitted_) {
+        w.fittedIndex.push_back(f.index);
+        w.fittedFactor.push_back(model->getParameterByIndex(f.index).getUnit().getFactor() * w.modelScale);
+    }
+    w.dfit.assign(static_cast<size_t>(T) * fitted_.size(), 0.0);
     w.Sbb.assign(w.N, 0.0);
     w.Srb.assign(w.N, 0.0);
+    w.sby.assign(w.N, 0.0);
     w.Srr = 0.0;
     w.outOfBounds = 0;
     for (unsigned i = 0; i < w.N; ++i) w.k2a[i] = k2aMin + i * (k2aMax - k2aMin) / (w.N - 1);
+    w.invK2a.assign(w.N, 0.0);
+    for (unsigned i = 0; i < w.N; ++i) w.invK2a[i] = 1.0 / w.k2a[i];
     for (unsigned t = 0; t < T; ++t) {
         const double tm = voxel.times[t];
         w.ref[t] = (*input)(tm, 0, 0, 0) * inputScale;
@@ -91,10 +116,18 @@ bool GunnBFM::beginRun(Voxel& voxel) {
         for (unsigned i = 0; i < w.N; ++i) {
             const double b = convExpAt(*input, w.k2a[i], tm, 0, 0, 0) * inputScale;
             w.B[static_cast<size_t>(t) * w.N + i] = b;
+            if (w.ownDerivatives)
+                w.BT[static_cast<size_t>(t) * w.N + i] = convTimeExpAt(*input, w.k2a[i], tm, 0, 0, 0) * inputScale;
             w.Sbb[i] += b * b;
             w.Srb[i] += w.ref[t] * b;
         }
         MESSAGE(4, "convExpK2a[%u,0]=%lg\n", t, w.B[static_cast<size_t>(t) * w.N]);
+    }
+    w.delta.assign(w.N, 0.0);
+    w.invDelta.assign(w.N, 0.0);
+    for (unsigned i = 0; i < w.N; ++i) {
+        w.delta[i] = w.Srr * w.Sbb[i] - w.Srb[i] * w.Srb[i];
+        w.invDelta[i] = 1.0 / w.delta[i];
     }
     return true;
 }
@@ -112,31 +145,36 @@ double clampSet(double x, double lo, double hi) {
 void GunnBFM::run(Voxel& voxel) {
     Work& w = voxel.state<Work>();
     const unsigned T = voxel.T, N = w.N;
+    const double s = w.modelScale, invS = 1.0 / s;
     startTimer();
-    double Sry = 0.0;
+    // The data's sums with the reference and with every basis function, the
+    // basis read row by row (frame-major) in one pass.
+    double Sry = 0.0, Syy = 0.0;
+    std::fill(w.sby.begin(), w.sby.end(), 0.0);
     for (unsigned t = 0; t < T; ++t) {
-        w.tac[t] = getData(data_, t);
-        voxel.data[t] = w.tac[t];
-        MESSAGE(4, "tac[%u]=%lg\n", t, w.tac[t]);
-        Sry += w.ref[t] * w.tac[t] / w.modelScale;
+        const double y = getData(data_, t);
+        w.tac[t] = y;
+        voxel.data[t] = y;
+        MESSAGE(4, "tac[%u]=%lg\n", t, y);
+        Sry += w.ref[t] * y;
+        Syy += y * y;
+        const double* b = &w.B[static_cast<size_t>(t) * N];
+        for (unsigned i = 0; i < N; ++i) w.sby[i] += b[i] * y;
     }
+    Sry *= invS;
     bool kept = false;
     bool good = true;
     unsigned best = 0;
-    double bestR1 = 0.0, bestK2 = 0.0;
-    chisquare_ = 0.0;
+    double bestR1 = 0.0, bestK2 = 0.0, bestChi = 0.0;
     const bool boundsBP = w.bpMax > w.bpMin;
     for (unsigned i = 0; i < N; ++i) {
-        double sby = 0.0;
-        for (unsigned t = 0; t < T; ++t) sby += w.B[static_cast<size_t>(t) * N + i] * w.tac[t];
-        sby /= w.modelScale;
+        const double sby = w.sby[i] * invS;
         const double Sbb = w.Sbb[i], Srb = w.Srb[i];
-        const double delta = w.Srr * Sbb - Srb * Srb;
-        if (std::fabs(delta) < 1e-8) MESSAGE(2, "close to singular BFM matrix; delta=%lg\n", delta);
-        double R1 = (Sbb * Sry - Srb * sby) / delta;
-        const double theta = (w.Srr * sby - Srb * Sry) / delta;
+        if (std::fabs(w.delta[i]) < 1e-8) MESSAGE(2, "close to singular BFM matrix; delta=%lg\n", w.delta[i]);
+        double R1 = (Sbb * Sry - Srb * sby) * w.invDelta[i];
+        const double theta = (w.Srr * sby - Srb * Sry) * w.invDelta[i];
         double k2 = theta + w.k2a[i] * R1;
-        const double BP = k2 / w.k2a[i] - 1.0;
+        const double BP = k2 * w.invK2a[i] - 1.0;
         // Not a number counts as out of bounds; unset BPstar bounds bound nothing.
         if (boundsBP && !(BP >= w.bpMin && BP <= w.bpMax)) {
             MESSAGE(4, "BP out of bounds with basis function %d: %lg\n", static_cast<int>(i), BP);
@@ -149,16 +187,20 @@ void GunnBFM::run(Voxel& voxel) {
         }
         R1 = clampSet(R1, w.r1Min, w.r1Max);
         k2 = clampSet(k2, w.k2Min, w.k2Max);
-        double chi = 0.0;
-        for (unsigned t = 0; t < T; ++t) {
-            const double f = R1 * w.ref[t] + (k2 - w.k2a[i] * R1) * w.B[static_cast<size_t>(t) * N + i];
-            MESSAGE(5, "fit=%lg, fit*modelScale=%lg \n", f, f * w.modelScale);
-            const double r = w.tac[t] - f * w.modelScale;
-            chi += r * r;
-        }
+        // The residual sum of squares of y - s (R1 ref + th b) from the sums:
+        //   Syy - 2 s (R1 Sry' + th Sby') + s^2 (R1^2 Srr + 2 R1 th Srb + th^2 Sbb),
+        // Sry' and Sby' the data's sums in model units; no pass over the frames.
+        const double th = k2 - w.k2a[i] * R1;
+        const double chi = Syy - 2.0 * s * s * (R1 * Sry + th * sby) +
+                           s * s * (R1 * R1 * w.Srr + 2.0 * R1 * th * Srb + th * th * Sbb);
+        if (_MessageHelper::enabled(5))
+            for (unsigned t = 0; t < T; ++t) {
+                const double f = R1 * w.ref[t] + th * w.B[static_cast<size_t>(t) * N + i];
+                MESSAGE(5, "fit=%lg, fit*modelScale=%lg \n", f, f * s);
+            }
         MESSAGE(4, "chi[%u]=%lg \n", i, chi);
-        if (chi < chisquare_ || !kept) {
-            chisquare_ = chi;
+        if (chi < bestChi || !kept) {
+            bestChi = chi;
             kept = true;
             best = i;
             bestR1 = R1;
@@ -168,12 +210,16 @@ void GunnBFM::run(Voxel& voxel) {
     const double k2a = w.k2a[best];
     const double BP = bestK2 / k2a - 1.0;
     MESSAGE(3, "estimated: R1=%lg, k2=%lg, BPstar=%lg,(k2a=%lg, BF=%u), \n", bestR1, bestK2, BP, k2a, best);
+    // The record's chi-square is the residual itself, not the sums' form.
+    double chi = 0.0;
     int changes = 0;
     bool lastNonNegative = true;
     for (unsigned t = 0; t < T; ++t) {
         w.fit[t] = (bestR1 * w.ref[t] + (bestK2 - k2a * bestR1) * w.B[static_cast<size_t>(t) * N + best]) *
                    w.modelScale;
-        const bool nonNegative = w.tac[t] - w.fit[t] >= 0.0;
+        const double r = w.tac[t] - w.fit[t];
+        chi += r * r;
+        const bool nonNegative = r >= 0.0;
         if (t > 0 && nonNegative != lastNonNegative) ++changes;
         lastNonNegative = nonNegative;
     }
@@ -183,13 +229,42 @@ void GunnBFM::run(Voxel& voxel) {
     model_->setParameterValue("k2", voxel.x, voxel.y, voxel.z, bestK2 / k2p.getUnit().getFactor());
     model_->setParameterValue("BPstar", voxel.x, voxel.y, voxel.z, BP);
     if (!statusfile.empty()) status(w, voxel);
-    voxel.chisquare = chisquare_;
-    voxel.unweightedChisquare = chisquare_;
+    voxel.chisquare = chi;
+    voxel.unweightedChisquare = chi;
     voxel.signChanges = changes;
     voxel.exitFlag = good ? 1 : 0;
-    finishVoxel(voxel);
+    if (w.ownDerivatives) {
+        derivatives(w, voxel, best, bestR1, bestK2, BP);
+        finishVoxel(voxel, w.fit.data(), w.dfit.data());
+    } else {
+        finishVoxel(voxel);
+    }
     MESSAGE(3, "FINISHED (%.3lfs): chi^2/d.o.f. = %lg, #sign changes = %d\n", totalTime_,
-            chisquare_ / (static_cast<double>(T) - voxel.P), changes);
+            chi / (static_cast<double>(T) - voxel.P), changes);
+}
+
+void GunnBFM::derivatives(Work& w, const Voxel& voxel, unsigned best, double r1, double k2, double bp) const {
+    // The model's analytic derivatives, with conv the basis, convT its
+    // time-weighted form and D = t conv - convT (d conv / d k2a = -D):
+    //   dR1 = Cr - k2a conv, dk2 = (1 - R1 / (1 + BP)) (conv - D k2a),
+    //   dBP = (R1 conv + (k2 - R1 k2a) D) k2 / (1 + BP)^2,
+    // each times the parameter's unit factor and the model's scale.
+    const unsigned N = w.N, P = static_cast<unsigned>(w.fittedIndex.size());
+    const double bp1 = 1.0 + bp, k2a = w.k2a[best];
+    for (unsigned t = 0; t < w.T; ++t) {
+        const double conv = w.B[static_cast<size_t>(t) * N + best];
+        const double D = voxel.times[t] * conv - w.BT[static_cast<size_t>(t) * N + best];
+        for (unsigned j = 0; j < P; ++j) {
+            double d = 0.0;
+            switch (w.fittedIndex[j]) {
+                case Neuro_SLAM_Model::R1: d = w.ref[t] - k2a * conv; break;
+                case Neuro_SLAM_Model::K2: d = (1.0 - r1 / bp1) * (conv - D * k2a); break;
+                case Neuro_SLAM_Model::BPSTAR: d = (r1 * conv + (k2 - r1 * k2a) * D) * k2 / (bp1 * bp1); break;
+                default: break;
+            }
+            w.dfit[static_cast<size_t>(t) * P + j] = d * w.fittedFactor[j];
+        }
+    }
 }
 
 void GunnBFM::endRun(Voxel& voxel) {

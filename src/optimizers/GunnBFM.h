@@ -30,6 +30,9 @@ private:
     struct Work;  // the run's grid, basis and sums, and the voxel's scratch
     // The status file of the voxel in work: "# t y fit" and one line a frame.
     void status(const Work& w, const Voxel& voxel) const;
+    // The model's derivatives at the voxel's result (grid point `best`) by
+    // fit index, from the basis, into the working set.
+    void derivatives(Work& w, const Voxel& voxel, unsigned best, double r1, double k2, double bp) const;
 };
 
 #endif
