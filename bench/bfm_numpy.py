@@ -8,7 +8,7 @@ curve with exp(-k2a t) in closed form, solves the 2 x 2 least-squares problem
 y = R1 ref + theta b of every voxel and grid point from the sums, rejects
 BPstar outside its bounds, clamps R1 and k2, and keeps the grid point of the
 lowest residual. Prints one table row per N (basis and solve times apart),
-the best of three runs, on one thread.
+the best of REPEAT runs (5 by default), on one thread.
 
     python3 bench/bfm_numpy.py /tmp/bfm.f64
 """
@@ -77,7 +77,7 @@ def main(name):
                                                           'basis / solve (s)'))
     for n in (50, 100, 200):
         runs = []
-        for _ in range(3):
+        for _ in range(int(os.environ.get('REPEAT', '5'))):
             start = time.perf_counter()
             k2a = np.linspace(K2_MIN / (1 + BP_MAX), K2_MAX, n)
             B = basis(t, ref, k2a)

@@ -120,4 +120,10 @@ bool visitDataset4D(const Dataset& d, F&& f) {
     return datasetvisit::visit<datasetvisit::dims(4)>(d, f);
 }
 
+// The values of voxel (x, y, z) in frames 0 .. T-1 into out[T], as
+// getValue4D gives them, with the element type found once instead of a
+// virtual call a frame (a voxel curve is read once or twice per fit). Frames
+// past the dataset's read 0.
+void readCurve(const Dataset& d, unsigned x, unsigned y, unsigned z, double* out, unsigned T);
+
 #endif

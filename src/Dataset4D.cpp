@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <fstream>
 
+#include "Dataset.visit.h"
 #include "util/Message.h"
 #include "util/StringUtil.h"
 
@@ -432,3 +433,14 @@ KINETRA_INSTANTIATE_4D(int)
 KINETRA_INSTANTIATE_4D(unsigned short)
 KINETRA_INSTANTIATE_4D(short)
 KINETRA_INSTANTIATE_4D(unsigned char)
+
+void readCurve(const Dataset& d, unsigned x, unsigned y, unsigned z, double* out, unsigned T) {
+    const unsigned n = std::min(T, d.getDimensionT());
+    const bool series = visitDataset4D(d, [&](const auto& series) {
+        const unsigned i = series.index(x, y, z);
+        for (unsigned t = 0; t < n; ++t) out[t] = double(series(t, i));
+    });
+    if (!series)
+        for (unsigned t = 0; t < n; ++t) out[t] = d.getValue4D(t, x, y, z);
+    for (unsigned t = n; t < T; ++t) out[t] = 0.0;
+}

@@ -239,9 +239,13 @@ void Optimizable::setParameterError(const std::string& name, unsigned x, unsigne
         UNKNOWN_PARAMETER("Optimizable::setParameterError() unknown parameter '", name);
         return;
     }
-    const size_t idx = static_cast<size_t>(i);
-    (*parameter_[idx].getErrorVolume())(x, y, z) = value;
-    const int l = idx < link_.size() ? link_[idx] : -1;
+    setParameterErrorByIndex(static_cast<unsigned>(i), x, y, z, value);
+}
+
+void Optimizable::setParameterErrorByIndex(unsigned index, unsigned x, unsigned y, unsigned z, double value) {
+    if (index >= parameter_.size()) return;
+    (*parameter_[index].getErrorVolume())(x, y, z) = value;
+    const int l = index < link_.size() ? link_[index] : -1;
     if (l >= 0 && static_cast<size_t>(l) < parameter_.size())
         (*parameter_[static_cast<size_t>(l)].getErrorVolume())(x, y, z) = value;
 }

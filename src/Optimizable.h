@@ -117,6 +117,7 @@ public:
 
     // Error writers: the driven parameter of a link gets the same error.
     void setParameterError(const std::string& name, unsigned x, unsigned y, unsigned z, double value);
+    void setParameterErrorByIndex(unsigned index, unsigned x, unsigned y, unsigned z, double value);
     void setParameterError(const std::string& name, double value);
     void setParameterError(const std::string& name, const Dataset* data);
 

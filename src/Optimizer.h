@@ -192,6 +192,8 @@ public:
     void initParameters();
     // The dataset's value at the voxel in work and frame t, in the model's unit.
     double getData(Dataset* dataset, unsigned t) const;
+    // getData of frames 0 .. T-1 into out[T], the curve read in one pass.
+    void getCurve(Dataset* dataset, double* out, unsigned T) const;
     // Errors of the voxel in work from its covariance; called per voxel.
     void finishParameters();
     // The same when the caller holds the model's values and derivatives at
@@ -314,7 +316,8 @@ protected:
     // sets up or checks per run. False ends the run there: no voxel is
     // fitted and finish is not called.
     virtual bool beginRun(Voxel& /*voxel*/) { return true; }
-    // Called once after the last voxel, before finish.
+    // Called once after the last voxel, before finish; the records of the
+    // voxels walked are parameters_[0 .. voxelsWalked_).
     virtual void endRun(Voxel& /*voxel*/) {}
 
     // The first step of a method's voxel: loads the voxel's curves, starts
@@ -373,6 +376,7 @@ protected:
     double totalTime_;
     double startTime_;
     int timerCount_;
+    unsigned voxelsWalked_ = 0;  // voxels of the run taken through the walk so far
     Dataset2D<double> covariance_;
     SubUpdate* update_;
 
@@ -425,12 +429,22 @@ private:
     void scaleAndInvert(Matrix1& A, double c) const;
 
     mutable std::vector<double> times_;
-    // Scratch of the per-voxel covariance: one voxel's data and error curve,
-    // the derivatives of one frame, the matrix.
+    // Scratch of the per-voxel covariance: one voxel's data and error curve
+    // in normal units, the derivatives of every frame, the matrix.
     mutable std::vector<double> curveData_;
     mutable std::vector<double> curveError_;
     mutable std::vector<double> derivatives_;
     mutable Matrix1 voxelCovariance_;
+    // getCurve leaves the curves it read in curveData_ / curveError_ for the
+    // covariance of the same voxel, which then need not read them again (a
+    // voxel's frames lie a volume apart: every frame is a cache miss). The
+    // covariance takes them once; a run starts and ends with none held.
+    struct HeldCurve {
+        bool held = false;
+        unsigned x = 0, y = 0, z = 0;
+        bool holds(unsigned x_, unsigned y_, unsigned z_) const { return held && x == x_ && y == y_ && z == z_; }
+    };
+    mutable HeldCurve heldData_, heldError_;
 };
 
 #endif

@@ -12,6 +12,7 @@
 #include <limits>
 #include <memory>
 
+#include "Dataset.visit.h"
 #include "Dataset4D.h"
 #include "Optimizable.h"
 #include "Optimizer.h"
@@ -42,28 +43,75 @@ bool invertMatrix(Matrix1& a, unsigned n) {
 // ---------------------------------------------------------------------------
 // Chi-square and covariance
 
+namespace {
+
+// One frame's term of A(i, j): the frame's derivatives row[i] row[j], over
+// e^2 when there are errors (without, the division by 1 is left out: it
+// changes no bit).
+inline double normalTerm(const double* row, unsigned i, unsigned j, const double* e, unsigned t) {
+    return e != nullptr ? row[i] * row[j] / (e[t] * e[t]) : row[i] * row[j];
+}
+
+// The lower triangle of A[1..P][1..P] plus the sums over the frames of the
+// terms, every sum taken in frame order; P known here, so that the sums sit
+// in registers and their additions overlap instead of waiting on each other.
+template <unsigned P>
+void normalSums(const double* dv, const double* e, unsigned T, Matrix1& A) {
+    double sum[P * (P + 1) / 2];
+    unsigned k = 0;
+    for (unsigned i = 0; i < P; ++i)
+        for (unsigned j = 0; j <= i; ++j) sum[k++] = A[i + 1][j + 1];
+    for (unsigned t = 0; t < T; ++t, dv += P) {
+        k = 0;
+        for (unsigned i = 0; i < P; ++i)
+            for (unsigned j = 0; j <= i; ++j) sum[k++] += normalTerm(dv, i, j, e, t);
+    }
+    k = 0;
+    for (unsigned i = 0; i < P; ++i)
+        for (unsigned j = 0; j <= i; ++j) A[i + 1][j + 1] = sum[k++];
+}
+
+}  // namespace
+
 double Optimizer::normalEquations(Optimizable* model, unsigned x, unsigned y, unsigned z, const double* d,
                                   const double* e, Matrix1& A, const double* values,
                                   const double* derivatives) const {
     const unsigned P = static_cast<unsigned>(fitted_.size());
+    const unsigned T = static_cast<unsigned>(times_.size());
     const double um = model_->getUnit().getFactor();
-    derivatives_.resize(P + 1);
+    // First every frame's residual and derivatives (dv[t P + i] = df/dp_i
+    // u_m), then the sums of the normal matrix over the frames.
+    derivatives_.resize(static_cast<size_t>(T) * P);
     double* dv = derivatives_.data();
     double chi = 0.0;
-    for (unsigned t = 0; t < times_.size(); ++t) {
+    for (unsigned t = 0; t < T; ++t) {
         const double tm = times_[t];
-        const double et = e != nullptr ? e[t] : 1.0;
         const double f = values != nullptr ? values[t] : (*model)(tm, x, y, z);
-        const double r = (f * um - d[t]) / et;
+        // Without errors the divisions by e = 1 are left out: they change no bit.
+        double r = f * um - d[t];
+        if (e != nullptr) r /= e[t];
         chi += r * r;
         for (unsigned i = 0; i < P; ++i) {
             const double df = derivatives != nullptr ? derivatives[static_cast<size_t>(t) * P + i]
                                                      : model->derByIndex(fitted_[i].index, tm, x, y, z);
-            dv[i + 1] = df * um;
+            dv[static_cast<size_t>(t) * P + i] = df * um;
         }
-        const double e2 = et * et;
-        for (unsigned i = 1; i <= P; ++i)
-            for (unsigned j = 1; j <= i; ++j) A[i][j] += dv[i] * dv[j] / e2;
+    }
+    switch (P) {
+        case 1: normalSums<1>(dv, e, T, A); break;
+        case 2: normalSums<2>(dv, e, T, A); break;
+        case 3: normalSums<3>(dv, e, T, A); break;
+        case 4: normalSums<4>(dv, e, T, A); break;
+        case 5: normalSums<5>(dv, e, T, A); break;
+        case 6: normalSums<6>(dv, e, T, A); break;
+        default:
+            for (unsigned i = 0; i < P; ++i)
+                for (unsigned j = 0; j <= i; ++j) {
+                    double sum = A[i + 1][j + 1];
+                    for (unsigned t = 0; t < T; ++t) sum += normalTerm(dv + static_cast<size_t>(t) * P, i, j, e, t);
+                    A[i + 1][j + 1] = sum;
+                }
+            break;
     }
     for (unsigned i = 1; i <= P; ++i)
         for (unsigned j = 1; j < i; ++j) A[j][i] = A[i][j];
@@ -112,12 +160,18 @@ bool Optimizer::voxelCovariance(unsigned x, unsigned y, unsigned z, const double
     const unsigned T = static_cast<unsigned>(times_.size());
     const double ud = data_->getUnit().getFactor();
     const double ue = error_ != nullptr ? error_->getUnit().getFactor() : 1.0;
-    curveData_.resize(T);
-    curveError_.resize(T);
-    for (unsigned t = 0; t < T; ++t) {
-        curveData_[t] = data_->getValue4D(t, x, y, z) * ud;
-        if (error_ != nullptr) curveError_[t] = error_->getValue4D(t, x, y, z) * ue;
+    // The curves getCurve read for this voxel, or read here.
+    if (!heldData_.holds(x, y, z) || curveData_.size() != T) {
+        curveData_.resize(T);
+        readCurve(*data_, x, y, z, curveData_.data(), T);
+        for (unsigned t = 0; t < T; ++t) curveData_[t] *= ud;
     }
+    if (error_ != nullptr && (!heldError_.holds(x, y, z) || curveError_.size() != T)) {
+        curveError_.resize(T);
+        readCurve(*error_, x, y, z, curveError_.data(), T);
+        for (unsigned t = 0; t < T; ++t) curveError_[t] *= ue;
+    }
+    heldData_ = heldError_ = HeldCurve();
     const double chi = normalEquations(model_, x, y, z, curveData_.data(),
                                        error_ != nullptr ? curveError_.data() : nullptr, voxelCovariance_, values,
                                        derivatives);

@@ -76,12 +76,15 @@ void Optimizer::run() {
         x_ = y_ = z_ = 0;
         return;
     }
+    voxelsWalked_ = 0;
+    heldData_ = heldError_ = HeldCurve();
     const unsigned threads = std::min<unsigned>(threadCount(), static_cast<unsigned>(voxels.size()));
     if (threads < 2 || !walkParallel(voxels, threads)) walkSerial(voxels, voxel);
     // Where the loops over the grid leave the voxel in work.
     x_ = X;
     y_ = Y;
     z_ = Z;
+    heldData_ = heldError_ = HeldCurve();
     endRun(voxel);
     finish();
 }
@@ -93,6 +96,7 @@ void Optimizer::walkSerial(const std::vector<WalkVoxel>& voxels, Voxel& voxel) {
         z_ = voxel.z = voxels[i].z;
         voxel.number = i;
         fitVoxel(voxel);
+        ++voxelsWalked_;
         if (!update(UpdateAction(1))) {
             stopByUser();
             return;
@@ -261,6 +265,7 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
             timerCount_ += r.timed;
             parameters_[i] = r.record;
             parameters_[i].time_ = totalTime_;
+            ++voxelsWalked_;
             if (!update(UpdateAction(1))) {
                 stopByUser();
                 stopped = true;

@@ -10,32 +10,31 @@
 #include "Parameter.h"
 #include "models/Neuro_SLAM_Model.h"
 #include "models/RateConvolution.h"
+#include "optimizers/GunnBFM.grid.h"
 #include "util/Message.h"
 
-// The working set of one run: built by beginRun, read by every voxel.
-struct GunnBFM::Work : Optimizer::Voxel::State {
+// The working set of one run: the grid (built by beginRun, read by every
+// voxel) and the voxel's scratch.
+struct GunnBFM::Work : Optimizer::Voxel::State, bfm::Grid {
     explicit Work(const Optimizer::Voxel& v) : T(v.T), tac(v.T, 0.0), fit(v.T, 0.0) {}
     const unsigned T;
-    unsigned N = 0;  // grid size
-    double r1Min = 0, r1Max = 0, bpMin = 0, bpMax = 0, k2Min = 0, k2Max = 0;  // k2 in normal units
-    double modelScale = 1.0;  // 1 / factor of the model's unit
     std::vector<double> ref;  // reference curve, normal units [T]
-    std::vector<double> k2a;  // the grid [N]
     std::vector<double> B;    // basis, frame-major: B[t * N + i], normal units
+    // The basis again in blocks of G grid points, frame-major within a block
+    // (block b, frame t, point k at (b T + t) G + k), for blockSums.
+    unsigned blocks = 0;
+    std::vector<double> blocked;
     std::vector<double> BT;   // the time-weighted convolutions, laid out as B
     // The model's own derivatives are rebuilt from the basis (see derivatives).
     bool ownDerivatives = false;
     std::vector<unsigned> fittedIndex;   // the model's index of each fit index [P]
     std::vector<double> fittedFactor;    // unit factor times modelScale [P]
     std::vector<double> dfit;            // derivatives [T * P]
-    std::vector<double> Sbb, Srb;  // per grid point [N]
-    // Per grid point: delta = Srr Sbb - Srb^2 and its inverse, 1 / k2a [N];
-    // the voxel's solve multiplies instead of dividing.
-    std::vector<double> delta, invDelta, invK2a;
-    double Srr = 0.0;
-    unsigned outOfBounds = 0;
-    // The voxel's scratch: its curve, the fit, and sum_t B[t][i] y[t] [N].
-    std::vector<double> tac, fit, sby;
+    double k2Factor = 1.0;  // of k2's unit
+    // The voxel's scratch: its curve, the fit, sum_t B[t][i] y[t] in model
+    // units, and every grid point's solve [padded].
+    std::vector<double> tac, fit, sby, r1, k2, BP, chi;
+    std::vector<double> conv, D;  // the best point's basis and t conv - convT [T]
 };
 
 GunnBFM::GunnBFM() : Optimizer("GunnBFM") {}
@@ -99,13 +98,17 @@ bool GunnBFM::beginRun(Voxel& voxel) {
         w.fittedFactor.push_back(model->getParameterByIndex(f.index).getUnit().getFactor() * w.modelScale);
     }
     w.dfit.assign(static_cast<size_t>(T) * fitted_.size(), 0.0);
-    w.Sbb.assign(w.N, 0.0);
-    w.Srb.assign(w.N, 0.0);
-    w.sby.assign(w.N, 0.0);
+    w.conv.assign(T, 0.0);
+    w.D.assign(T, 0.0);
+    w.blocks = (w.N + bfm::G - 1) / bfm::G;
+    w.padded = w.blocks * bfm::G;
+    for (std::vector<double>* a : {&w.k2a, &w.invK2a, &w.Sbb, &w.Srb, &w.delta, &w.invDelta, &w.sby, &w.r1, &w.k2,
+                                   &w.BP, &w.chi})
+        a->assign(w.padded, 0.0);
+    w.blocked.assign(static_cast<size_t>(w.padded) * T, 0.0);
+    w.k2Factor = k2.getUnit().getFactor();
     w.Srr = 0.0;
-    w.outOfBounds = 0;
     for (unsigned i = 0; i < w.N; ++i) w.k2a[i] = k2aMin + i * (k2aMax - k2aMin) / (w.N - 1);
-    w.invK2a.assign(w.N, 0.0);
     for (unsigned i = 0; i < w.N; ++i) w.invK2a[i] = 1.0 / w.k2a[i];
     for (unsigned t = 0; t < T; ++t) {
         const double tm = voxel.times[t];
@@ -116,6 +119,7 @@ bool GunnBFM::beginRun(Voxel& voxel) {
         for (unsigned i = 0; i < w.N; ++i) {
             const double b = convExpAt(*input, w.k2a[i], tm, 0, 0, 0) * inputScale;
             w.B[static_cast<size_t>(t) * w.N + i] = b;
+            w.blocked[(static_cast<size_t>(i / bfm::G) * T + t) * bfm::G + i % bfm::G] = b;
             if (w.ownDerivatives)
                 w.BT[static_cast<size_t>(t) * w.N + i] = convTimeExpAt(*input, w.k2a[i], tm, 0, 0, 0) * inputScale;
             w.Sbb[i] += b * b;
@@ -123,88 +127,90 @@ bool GunnBFM::beginRun(Voxel& voxel) {
         }
         MESSAGE(4, "convExpK2a[%u,0]=%lg\n", t, w.B[static_cast<size_t>(t) * w.N]);
     }
-    w.delta.assign(w.N, 0.0);
-    w.invDelta.assign(w.N, 0.0);
     for (unsigned i = 0; i < w.N; ++i) {
         w.delta[i] = w.Srr * w.Sbb[i] - w.Srb[i] * w.Srb[i];
         w.invDelta[i] = 1.0 / w.delta[i];
     }
+    // The padding points repeat the last one, so that every lane computes
+    // finite numbers; the pick never looks at them.
+    for (unsigned i = w.N; i < w.padded; ++i) {
+        for (std::vector<double>* a : {&w.k2a, &w.invK2a, &w.Sbb, &w.Srb, &w.delta, &w.invDelta}) (*a)[i] = (*a)[w.N - 1];
+        for (unsigned t = 0; t < T; ++t)
+            w.blocked[(static_cast<size_t>(i / bfm::G) * T + t) * bfm::G + i % bfm::G] =
+                w.B[static_cast<size_t>(t) * w.N + w.N - 1];
+    }
     return true;
 }
 
-namespace {
-
-// x clamped to [lo, hi] when the bounds are set (hi > lo); as it is otherwise.
-double clampSet(double x, double lo, double hi) {
-    if (!(hi > lo)) return x;
-    return x < lo ? lo : (x > hi ? hi : x);
-}
-
-}  // namespace
 
 void GunnBFM::run(Voxel& voxel) {
     Work& w = voxel.state<Work>();
     const unsigned T = voxel.T, N = w.N;
-    const double s = w.modelScale, invS = 1.0 / s;
+    const double invS = 1.0 / w.modelScale;
     startTimer();
-    // The data's sums with the reference and with every basis function, the
-    // basis read row by row (frame-major) in one pass.
+    getCurve(data_, w.tac.data(), T);
+    std::copy(w.tac.begin(), w.tac.end(), voxel.data.begin());
+    if (_MessageHelper::enabled(4))
+        for (unsigned t = 0; t < T; ++t) MESSAGE(4, "tac[%u]=%lg\n", t, w.tac[t]);
+    // The data's sums with the reference and with every basis function, each
+    // summed over the frames in order; G basis functions at a time.
     double Sry = 0.0, Syy = 0.0;
-    std::fill(w.sby.begin(), w.sby.end(), 0.0);
     for (unsigned t = 0; t < T; ++t) {
-        const double y = getData(data_, t);
-        w.tac[t] = y;
-        voxel.data[t] = y;
-        MESSAGE(4, "tac[%u]=%lg\n", t, y);
+        const double y = w.tac[t];
         Sry += w.ref[t] * y;
         Syy += y * y;
-        const double* b = &w.B[static_cast<size_t>(t) * N];
-        for (unsigned i = 0; i < N; ++i) w.sby[i] += b[i] * y;
     }
     Sry *= invS;
-    bool kept = false;
-    bool good = true;
+    bfm::blockSums(w.blocked.data(), w.tac.data(), T, w.blocks, w.sby.data());
+    for (unsigned i = 0; i < N; ++i) w.sby[i] *= invS;
+    // The grid point of the lowest residual among those with BPstar in its
+    // bounds; if there is none, the last one.
+    bool kept = false, good = true;
     unsigned best = 0;
     double bestR1 = 0.0, bestK2 = 0.0, bestChi = 0.0;
-    const bool boundsBP = w.bpMax > w.bpMin;
-    for (unsigned i = 0; i < N; ++i) {
-        const double sby = w.sby[i] * invS;
-        const double Sbb = w.Sbb[i], Srb = w.Srb[i];
-        if (std::fabs(w.delta[i]) < 1e-8) MESSAGE(2, "close to singular BFM matrix; delta=%lg\n", w.delta[i]);
-        double R1 = (Sbb * Sry - Srb * sby) * w.invDelta[i];
-        const double theta = (w.Srr * sby - Srb * Sry) * w.invDelta[i];
-        double k2 = theta + w.k2a[i] * R1;
-        const double BP = k2 * w.invK2a[i] - 1.0;
-        // Not a number counts as out of bounds; unset BPstar bounds bound nothing.
-        if (boundsBP && !(BP >= w.bpMin && BP <= w.bpMax)) {
-            MESSAGE(4, "BP out of bounds with basis function %d: %lg\n", static_cast<int>(i), BP);
-            if (!(i == N - 1 && !kept)) continue;
-            MESSAGE(2, "VOXEL %d,%d,%d (%d of %d): all estimates out of bounds, keeping last!\n",
-                    static_cast<int>(voxel.x), static_cast<int>(voxel.y), static_cast<int>(voxel.z),
-                    static_cast<int>(voxel.number + 1), static_cast<int>(voxel.count));
-            ++w.outOfBounds;
-            good = false;
-        }
-        R1 = clampSet(R1, w.r1Min, w.r1Max);
-        k2 = clampSet(k2, w.k2Min, w.k2Max);
-        // The residual sum of squares of y - s (R1 ref + th b) from the sums:
-        //   Syy - 2 s (R1 Sry' + th Sby') + s^2 (R1^2 Srr + 2 R1 th Srb + th^2 Sbb),
-        // Sry' and Sby' the data's sums in model units; no pass over the frames.
-        const double th = k2 - w.k2a[i] * R1;
-        const double chi = Syy - 2.0 * s * s * (R1 * Sry + th * sby) +
-                           s * s * (R1 * R1 * w.Srr + 2.0 * R1 * th * Srb + th * th * Sbb);
-        if (_MessageHelper::enabled(5))
-            for (unsigned t = 0; t < T; ++t) {
-                const double f = R1 * w.ref[t] + th * w.B[static_cast<size_t>(t) * N + i];
-                MESSAGE(5, "fit=%lg, fit*modelScale=%lg \n", f, f * s);
-            }
-        MESSAGE(4, "chi[%u]=%lg \n", i, chi);
+    auto keep = [&](unsigned i, double r1, double k2, double chi) {
         if (chi < bestChi || !kept) {
             bestChi = chi;
             kept = true;
             best = i;
-            bestR1 = R1;
+            bestR1 = r1;
             bestK2 = k2;
+        }
+    };
+    if (!_MessageHelper::enabled(2)) {
+        // Quiet: every grid point solved in one pass, lane by lane, then the pick.
+        for (unsigned i = 0; i < w.padded; i += bfm::L) {
+            const bfm::Solved<bfm::Lane> p = w.solve(i, bfm::load(&w.sby[i]), Sry, Syy);
+            bfm::store(&w.r1[i], p.R1);
+            bfm::store(&w.k2[i], p.k2);
+            bfm::store(&w.BP[i], p.BP);
+            bfm::store(&w.chi[i], p.chi);
+        }
+        for (unsigned i = 0; i < N; ++i)
+            if (w.inBounds(w.BP[i])) keep(i, w.r1[i], w.k2[i], w.chi[i]);
+        if (!kept) {
+            keep(N - 1, w.r1[N - 1], w.k2[N - 1], w.chi[N - 1]);
+            good = false;
+        }
+    } else {
+        for (unsigned i = 0; i < N; ++i) {
+            if (std::fabs(w.delta[i]) < 1e-8) MESSAGE(2, "close to singular BFM matrix; delta=%lg\n", w.delta[i]);
+            const bfm::Solved<double> p = w.solve(i, w.sby[i], Sry, Syy);
+            if (!w.inBounds(p.BP)) {
+                MESSAGE(4, "BP out of bounds with basis function %d: %lg\n", static_cast<int>(i), p.BP);
+                if (!(i == N - 1 && !kept)) continue;
+                MESSAGE(2, "VOXEL %d,%d,%d (%d of %d): all estimates out of bounds, keeping last!\n",
+                        static_cast<int>(voxel.x), static_cast<int>(voxel.y), static_cast<int>(voxel.z),
+                        static_cast<int>(voxel.number + 1), static_cast<int>(voxel.count));
+                good = false;
+            }
+            if (_MessageHelper::enabled(5))
+                for (unsigned t = 0; t < T; ++t) {
+                    const double f = p.R1 * w.ref[t] + p.th * w.B[static_cast<size_t>(t) * N + i];
+                    MESSAGE(5, "fit=%lg, fit*modelScale=%lg \n", f, f * w.modelScale);
+                }
+            MESSAGE(4, "chi[%u]=%lg \n", i, p.chi);
+            keep(i, p.R1, p.k2, p.chi);
         }
     }
     const double k2a = w.k2a[best];
@@ -224,14 +230,15 @@ void GunnBFM::run(Voxel& voxel) {
         lastNonNegative = nonNegative;
     }
     incrementTimer(1);
-    const Parameter& k2p = model_->getParameter("k2");
-    model_->setParameterValue("R1", voxel.x, voxel.y, voxel.z, bestR1);
-    model_->setParameterValue("k2", voxel.x, voxel.y, voxel.z, bestK2 / k2p.getUnit().getFactor());
-    model_->setParameterValue("BPstar", voxel.x, voxel.y, voxel.z, BP);
+    model_->setParameterValueByIndex(Neuro_SLAM_Model::R1, voxel.x, voxel.y, voxel.z, bestR1);
+    model_->setParameterValueByIndex(Neuro_SLAM_Model::K2, voxel.x, voxel.y, voxel.z, bestK2 / w.k2Factor);
+    model_->setParameterValueByIndex(Neuro_SLAM_Model::BPSTAR, voxel.x, voxel.y, voxel.z, BP);
     if (!statusfile.empty()) status(w, voxel);
     voxel.chisquare = chi;
     voxel.unweightedChisquare = chi;
     voxel.signChanges = changes;
+    // Out of bounds everywhere: the last grid point was kept, and the
+    // record's exit flag says so (endRun counts these).
     voxel.exitFlag = good ? 1 : 0;
     if (w.ownDerivatives) {
         derivatives(w, voxel, best, bestR1, bestK2, BP);
@@ -249,28 +256,41 @@ void GunnBFM::derivatives(Work& w, const Voxel& voxel, unsigned best, double r1,
     //   dR1 = Cr - k2a conv, dk2 = (1 - R1 / (1 + BP)) (conv - D k2a),
     //   dBP = (R1 conv + (k2 - R1 k2a) D) k2 / (1 + BP)^2,
     // each times the parameter's unit factor and the model's scale.
-    const unsigned N = w.N, P = static_cast<unsigned>(w.fittedIndex.size());
+    const unsigned N = w.N, T = w.T, P = static_cast<unsigned>(w.fittedIndex.size());
     const double bp1 = 1.0 + bp, k2a = w.k2a[best];
-    for (unsigned t = 0; t < w.T; ++t) {
-        const double conv = w.B[static_cast<size_t>(t) * N + best];
-        const double D = voxel.times[t] * conv - w.BT[static_cast<size_t>(t) * N + best];
-        for (unsigned j = 0; j < P; ++j) {
-            double d = 0.0;
-            switch (w.fittedIndex[j]) {
-                case Neuro_SLAM_Model::R1: d = w.ref[t] - k2a * conv; break;
-                case Neuro_SLAM_Model::K2: d = (1.0 - r1 / bp1) * (conv - D * k2a); break;
-                case Neuro_SLAM_Model::BPSTAR: d = (r1 * conv + (k2 - r1 * k2a) * D) * k2 / (bp1 * bp1); break;
-                default: break;
-            }
-            w.dfit[static_cast<size_t>(t) * P + j] = d * w.fittedFactor[j];
+    for (unsigned t = 0; t < T; ++t) {
+        w.conv[t] = w.B[static_cast<size_t>(t) * N + best];
+        w.D[t] = voxel.times[t] * w.conv[t] - w.BT[static_cast<size_t>(t) * N + best];
+    }
+    for (unsigned j = 0; j < P; ++j) {
+        const double f = w.fittedFactor[j];
+        double* d = &w.dfit[j];
+        switch (w.fittedIndex[j]) {
+            case Neuro_SLAM_Model::R1:
+                for (unsigned t = 0; t < T; ++t) d[t * P] = (w.ref[t] - k2a * w.conv[t]) * f;
+                break;
+            case Neuro_SLAM_Model::K2:
+                for (unsigned t = 0; t < T; ++t) d[t * P] = (1.0 - r1 / bp1) * (w.conv[t] - w.D[t] * k2a) * f;
+                break;
+            case Neuro_SLAM_Model::BPSTAR:
+                for (unsigned t = 0; t < T; ++t)
+                    d[t * P] = (r1 * w.conv[t] + (k2 - r1 * k2a) * w.D[t]) * k2 / (bp1 * bp1) * f;
+                break;
+            default:
+                for (unsigned t = 0; t < T; ++t) d[t * P] = 0.0 * f;
+                break;
         }
     }
 }
 
-void GunnBFM::endRun(Voxel& voxel) {
-    Work& w = voxel.state<Work>();
-    MESSAGE(2, "%u final estimates out of bounds.\n", w.outOfBounds);
+void GunnBFM::endRun(Voxel&) {
+    unsigned outOfBounds = 0;
+    for (unsigned i = 0; i < voxelsWalked_ && i < parameters_.size(); ++i)
+        if (parameters_[i].exitFlag_ == 0) ++outOfBounds;
+    MESSAGE(2, "%u final estimates out of bounds.\n", outOfBounds);
 }
+
+Optimizer* GunnBFM::makeWorker(Optimizable* model) const { return new GunnBFM(*this, model); }
 
 void GunnBFM::status(const Work& w, const Voxel& voxel) const {
     char buffer[1024];

@@ -25,9 +25,13 @@ protected:
     bool beginRun(Voxel& voxel) override;
     void run(Voxel& voxel) override;
     void endRun(Voxel& voxel) override;
+    Optimizer* makeWorker(Optimizable* model) const override;
 
 private:
+    GunnBFM(const GunnBFM& master, Optimizable* model) : Optimizer(master, model) {}
+
     struct Work;  // the run's grid, basis and sums, and the voxel's scratch
+
     // The status file of the voxel in work: "# t y fit" and one line a frame.
     void status(const Work& w, const Voxel& voxel) const;
     // The model's derivatives at the voxel's result (grid point `best`) by

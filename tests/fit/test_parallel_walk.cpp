@@ -10,6 +10,8 @@
 #include <string>
 
 #include "FitFixture.h"
+#include "models/Neuro_SLAM_Model.h"
+#include "optimizers/GunnBFM.h"
 #include "optimizers/Simplex.h"
 
 using namespace fit;
@@ -136,4 +138,38 @@ TEST(ParallelWalk, SimplexSameTextAndMaps) {
     EXPECT_EQ(difference(three.first, one.first), "");
     EXPECT_TRUE(three.second == one.second);
     EXPECT_NE(one.first.find("VOXEL 5,4,0"), std::string::npos);
+}
+
+// The basis function method: the same maps and records on one thread and on
+// three, and on its quiet path (verbosity 0, grid points solved two at a
+// time) as on its talkative one; the count of voxels out of bounds is the
+// same whatever the threads.
+TEST(ParallelWalk, GunnBFMSameMapsOnEveryPathAndThreadCount) {
+    auto fit = [](unsigned verbosity, const char* threads) {
+        Threads t(threads);
+        Verbosity v(verbosity);
+        Scene s;
+        s.setModel(new Neuro_SLAM_Model(Unit("kBq/ml"), 1.0, 0.2, 1.0), 5, 4, 2);
+        s.setValues("BPstar", [](unsigned x, unsigned y, unsigned z) { return 0.3 + 1.5 * x + 0.1 * y + 0.05 * z; });
+        s.makeData();
+        s.addNoise(0.05, 3);
+        s.model->setParameterMin("k2", 0.05);
+        s.model->setParameterMax("k2", 0.5);
+        s.model->setParameterMin("BPstar", 0.0);
+        s.model->setParameterMax("BPstar", 1.2);
+        GunnBFM bfm;
+        bfm.maxiter = 37;  // not a whole number of blocks
+        bfm.setData(s.data.get());
+        bfm.setOptimizable(s.model.get());
+        mexhost::clearOutput();
+        bfm.run();
+        return std::make_pair(masked(mexhost::takeOutput()), snapshot(s, bfm));
+    };
+    const auto quiet = fit(0, "1"), quiet3 = fit(0, "3"), talk = fit(2, "1"), talk3 = fit(2, "3");
+    EXPECT_TRUE(quiet.second == talk.second);
+    EXPECT_TRUE(quiet3.second == quiet.second);
+    EXPECT_TRUE(talk3.second == talk.second);
+    EXPECT_EQ(difference(talk3.first, talk.first), "");
+    EXPECT_NE(talk.first.find("all estimates out of bounds"), std::string::npos) << talk.first;
+    EXPECT_EQ(talk.first.find(" 0 final estimates out of bounds"), std::string::npos) << talk.first;
 }
