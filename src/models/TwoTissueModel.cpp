@@ -83,6 +83,8 @@ void TwoTissueModel::reportRates() const {
 }
 
 void TwoTissueModel::precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime) {
+    // Within evaluate's pass the set is read and the numbers are fetched.
+    if (inPass_) return;
     if (kind_ == GENERIC) readParameters(x, y, z);
     InputFunction* input = firstInput();
     if (input == nullptr) {
@@ -92,6 +94,77 @@ void TwoTissueModel::precompute(double t, unsigned x, unsigned y, unsigned z, bo
         cache_.ca = cache_.conv1 = cache_.conv2 = cache_.convT1 = cache_.convT2 = 0.0;
         return;
     }
+    refreshSet(x, y, z);
+    const bool atVoxel = kind_ == GENERIC;
+    const unsigned ix = atVoxel ? x : 0, iy = atVoxel ? y : 0, iz = atVoxel ? z : 0;
+    // The value and the derivatives at one frame ask for the same numbers up
+    // to five times; the last fetch answers them. Its key is the time t_
+    // (dropped by the base when an input is added or removed, and below
+    // when the rates change), the input's voxel and scale_.
+    Fetch& last = cache_.fetched;
+    if (t == t_ && ix == last.x && iy == last.y && iz == last.z && scale_ == last.scale && (last.withTime || !withTime))
+        return;
+    t_ = t;
+    last = Fetch{ix, iy, iz, scale_, withTime};
+    // The input takes the rates as positive numbers; 0.0 - lambda keeps a zero +0.
+    const double mu1 = 0.0 - cache_.c.lambda1, mu2 = 0.0 - cache_.c.lambda2;
+    cache_.ca = (*input)(t, ix, iy, iz) * scale_;
+    cache_.conv1 = convExpAt(*input, mu1, t, ix, iy, iz) * scale_;
+    cache_.conv2 = convExpAt(*input, mu2, t, ix, iy, iz) * scale_;
+    if (withTime) {
+        cache_.convT1 = convTimeExpAt(*input, mu1, t, ix, iy, iz) * scale_;
+        cache_.convT2 = convTimeExpAt(*input, mu2, t, ix, iy, iz) * scale_;
+    }
+}
+
+void TwoTissueModel::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                              unsigned P, double* values, double* derivatives) {
+    InputFunction* input = firstInput();
+    if (input == nullptr || input_.size() > 1 || numder_ || _MessageHelper::enabled(5) || T == 0) {
+        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
+        return;
+    }
+    // The set as the first call of the frame loop reads it (and reports it).
+    if (kind_ == GENERIC) readParameters(x, y, z);
+    refreshSet(x, y, z);
+    const double mu1 = 0.0 - cache_.c.lambda1, mu2 = 0.0 - cache_.c.lambda2;
+    if (!std::isfinite(mu1) || !std::isfinite(mu2)) {
+        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
+        return;
+    }
+    const bool atVoxel = kind_ == GENERIC;
+    const unsigned ix = atVoxel ? x : 0, iy = atVoxel ? y : 0, iz = atVoxel ? z : 0;
+    if (frames_.size() < 6u * T) frames_.resize(6u * T);
+    double* ca = frames_.data();
+    double* conv1 = ca + T;
+    double* convT1 = conv1 + T;
+    double* again = convT1 + T;  // the input's values once more
+    double* conv2 = again + T;
+    double* convT2 = conv2 + T;
+    input->convolveFrames(mu1, t, T, ix, iy, iz, ca, conv1, convT1);
+    input->convolveFrames(mu2, t, T, ix, iy, iz, again, conv2, convT2);
+    // Frame by frame, the numbers the calls one by one would fetch stand in
+    // the cache, and the calls themselves give value and derivatives.
+    struct Pass {
+        bool& flag;
+        explicit Pass(bool& f) : flag(f) { flag = true; }
+        ~Pass() { flag = false; }
+    } pass(inPass_);
+    for (unsigned i = 0; i < T; ++i) {
+        cache_.ca = ca[i] * scale_;
+        cache_.conv1 = conv1[i] * scale_;
+        cache_.conv2 = conv2[i] * scale_;
+        cache_.convT1 = convT1[i] * scale_;
+        cache_.convT2 = convT2[i] * scale_;
+        values[i] = (*this)(t[i], x, y, z);
+        for (unsigned j = 0; j < P; ++j)
+            derivatives[static_cast<size_t>(i) * P + j] = derByIndex(index[j], t[i], x, y, z);
+    }
+    // The per-call cache holds no time of this pass: the next call fetches anew.
+    t_ = kNoFetch;
+}
+
+void TwoTissueModel::refreshSet(unsigned x, unsigned y, unsigned z) {
     if (changed_ || x != x_ || y != y_ || z != z_) {
         if (kind_ != GENERIC) readParameters(x, y, z);
         TwoTissueCoefficients& c = cache_.c;
@@ -110,26 +183,6 @@ void TwoTissueModel::precompute(double t, unsigned x, unsigned y, unsigned z, bo
             z_ = z;
             changed_ = false;
         }
-    }
-    const bool atVoxel = kind_ == GENERIC;
-    const unsigned ix = atVoxel ? x : 0, iy = atVoxel ? y : 0, iz = atVoxel ? z : 0;
-    // The value and the derivatives at one frame ask for the same numbers up
-    // to five times; the last fetch answers them. Its key is the time t_
-    // (dropped by the base when an input is added or removed, and above
-    // when the rates change), the input's voxel and scale_.
-    Fetch& last = cache_.fetched;
-    if (t == t_ && ix == last.x && iy == last.y && iz == last.z && scale_ == last.scale && (last.withTime || !withTime))
-        return;
-    t_ = t;
-    last = Fetch{ix, iy, iz, scale_, withTime};
-    // The input takes the rates as positive numbers; 0.0 - lambda keeps a zero +0.
-    const double mu1 = 0.0 - cache_.c.lambda1, mu2 = 0.0 - cache_.c.lambda2;
-    cache_.ca = (*input)(t, ix, iy, iz) * scale_;
-    cache_.conv1 = convExpAt(*input, mu1, t, ix, iy, iz) * scale_;
-    cache_.conv2 = convExpAt(*input, mu2, t, ix, iy, iz) * scale_;
-    if (withTime) {
-        cache_.convT1 = convTimeExpAt(*input, mu1, t, ix, iy, iz) * scale_;
-        cache_.convT2 = convTimeExpAt(*input, mu2, t, ix, iy, iz) * scale_;
     }
 }
 

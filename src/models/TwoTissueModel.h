@@ -42,6 +42,12 @@ public:
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     // (y, C1, C2).
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
+    // The curve and its derivatives with the set read once and both rates'
+    // convolutions of all frames in one pass each; the calls one by one
+    // where they would print (verbosity 5 on), where further inputs,
+    // numerical derivatives or rates that are not numbers are in play.
+    void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
+                  double* values, double* derivatives) override;
 
     // The coefficients of the last parameter set, for inspection.
     const TwoTissueCoefficients& coefficients() const { return cache_.c; }
@@ -64,6 +70,8 @@ protected:
     // last set (on a change of parameters or voxel); then Ca, conv1, conv2
     // and, withTime, convT1 and convT2, unless the last fetch has them.
     void precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime);
+    // The set part of precompute: coefficients anew for new rates.
+    void refreshSet(unsigned x, unsigned y, unsigned z);
 
     // Derivative pieces, after precompute(.., true), in normal units:
     // C1 + C2, and d(C1 + C2)/dk1 = (C1 + C2) / k1 without the division.
@@ -104,6 +112,8 @@ private:
 
     Kind kind_;
     ModelOrigin home_;  // the concrete class's module, for its error heads
+    bool inPass_ = false;        // within evaluate's pass over the frames
+    std::vector<double> frames_;  // the input's numbers of that pass
 };
 
 #endif

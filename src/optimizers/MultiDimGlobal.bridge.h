@@ -50,6 +50,10 @@ private:
     std::vector<unsigned> searched_;
     std::vector<double> point_;
     std::vector<double> residual_;
+    // The model's values [T], derivatives [T x searched] and the searched
+    // parameters' indices of one evaluation.
+    std::vector<double> values_, derivatives_;
+    std::vector<unsigned> searchedIndices_;
 };
 
 #endif

@@ -56,9 +56,9 @@ double Simplex::func(Work& w, const double* p) {
         MESSAGE(5, "  %s = %lg\n", f.name.c_str(), p[i]);
     }
     const Voxel& v = w.voxel;
+    model_->evaluate(v.times.data(), v.T, x_, y_, z_, nullptr, 0, w.model.data(), nullptr);
     double sum = 0.0;
     for (unsigned t = 0; t < v.T; ++t) {
-        w.model[t] = (*model_)(v.times[t], x_, y_, z_);
         const double r = w.model[t] - v.data[t];
         sum += r * r;
     }

@@ -2,7 +2,8 @@
 // convolveFrames) gives, bit for bit, the numbers of the calls one by one,
 // over the call sequences of a fit: changing parameters at one voxel, frames
 // on the input's samples or between them, past the last sample, out of
-// order, and rates for which the convolutions overflow.
+// order, and rates for which the convolutions overflow; for the one-tissue
+// model and the three two-tissue classes.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -11,7 +12,10 @@
 
 #include "mexhost.h"
 #include "model_support.h"
+#include "models/Cardiac_2TC_Model.h"
+#include "models/Cardiac_HutchinsII_Model.h"
 #include "models/Generic_1TC_Model.h"
+#include "models/Generic_2TC_Model.h"
 
 using namespace model_test;
 
@@ -19,8 +23,15 @@ namespace {
 
 bool sameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
+size_t countOf(const std::string& text, const std::string& part) {
+    size_t n = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
+    return n;
+}
+
 // A measured input on the given sample times with a bolus-like curve, and a
-// one-tissue model driven by it; two such pairs start in the same state.
+// model of class M driven by it; two such pairs start in the same state.
+template <class M>
 struct Pair {
     explicit Pair(const std::vector<double>& samples) : input("plasma", Unit("kBq/ml")) {
         Dataset4D<double> curve(static_cast<unsigned>(samples.size()), 1, 1, 1, 0.0);
@@ -35,36 +46,49 @@ struct Pair {
         model.addInput(&input);
     }
     LinearInterpolation input;
-    Generic_1TC_Model model;
+    M model;
 };
 
-// The fit's view of a parameter set: values and derivatives by k1, k2, beta.
-void setParameters(Generic_1TC_Model& m, double k1, double k2, double beta) {
-    m.setParameterValue("k1", k1);
-    m.setParameterValue("k2", k2);
-    m.setParameterValue("alpha", 1.0);
-    m.setParameterValue("beta", beta);
-}
+// A parameter set by name, as a fit writes it.
+using Set = std::vector<std::pair<const char*, double>>;
 
+// For every set in turn: the batch's values and derivatives by `index`
+// against the calls one by one, bit for bit.
+template <class M>
 void expectSameCurves(const std::vector<double>& samples, const std::vector<double>& frames,
-                      const std::vector<double>& k2s) {
-    Pair batch(samples), calls(samples);
-    const unsigned T = static_cast<unsigned>(frames.size());
-    const unsigned index[3] = {Generic_1TC_Model::K1, Generic_1TC_Model::K2, Generic_1TC_Model::BETA};
-    std::vector<double> values(T), derivatives(3 * T);
-    for (double k2 : k2s) {
-        setParameters(batch.model, 0.3, k2, 0.05);
-        setParameters(calls.model, 0.3, k2, 0.05);
-        batch.model.evaluate(frames.data(), T, 0, 0, 0, index, 3, values.data(), derivatives.data());
+                      const std::vector<Set>& sets, const std::vector<unsigned>& index) {
+    Pair<M> batch(samples), calls(samples);
+    const unsigned T = static_cast<unsigned>(frames.size()), P = static_cast<unsigned>(index.size());
+    std::vector<double> values(T), derivatives(P * T);
+    for (const Set& set : sets) {
+        for (const auto& p : set) {
+            batch.model.setParameterValue(p.first, p.second);
+            calls.model.setParameterValue(p.first, p.second);
+        }
+        batch.model.evaluate(frames.data(), T, 0, 0, 0, index.data(), P, values.data(), derivatives.data());
         for (unsigned i = 0; i < T; ++i) {
             const double v = calls.model(frames[i], 0, 0, 0);
-            EXPECT_TRUE(sameBits(values[i], v)) << "k2 " << k2 << " frame " << i << ": " << values[i] << " " << v;
-            for (unsigned j = 0; j < 3; ++j) {
+            EXPECT_TRUE(sameBits(values[i], v)) << set[1].second << " frame " << i << ": " << values[i] << " " << v;
+            for (unsigned j = 0; j < P; ++j) {
                 const double d = calls.model.derByIndex(index[j], frames[i], 0, 0, 0);
-                EXPECT_TRUE(sameBits(derivatives[i * 3 + j], d)) << "k2 " << k2 << " frame " << i << " der " << j;
+                EXPECT_TRUE(sameBits(derivatives[i * P + j], d)) << set[1].second << " frame " << i << " der " << j;
             }
         }
     }
+}
+
+// The one-tissue sets of a fit: k2 (1/min) walked, repeated, zero, and one
+// whose exponentials overflow at the late frames.
+std::vector<Set> oneTissueSets() {
+    std::vector<Set> sets;
+    for (double k2 : {0.1, 0.12, 0.12, 0.0, 0.5, 0.05, 30.0, 0.2})
+        sets.push_back({{"k1", 0.3}, {"k2", k2}, {"alpha", 1.0}, {"beta", 0.05}});
+    return sets;
+}
+
+void expectSameOneTissueCurves(const std::vector<double>& samples, const std::vector<double>& frames) {
+    expectSameCurves<Generic_1TC_Model>(samples, frames, oneTissueSets(),
+                                        {Generic_1TC_Model::K1, Generic_1TC_Model::K2, Generic_1TC_Model::BETA});
 }
 
 std::vector<double> grid(double first, double step, unsigned n) {
@@ -77,18 +101,42 @@ std::vector<double> grid(double first, double step, unsigned n) {
 
 TEST(BatchEvaluate, SameBitsAsTheCallsOneByOne) {
     Verbosity quiet(1);
-    // Rates (1/min) as a fit walks them, a repeat, zero, and one whose
-    // exponentials overflow at the late frames.
-    const std::vector<double> k2s = {0.1, 0.12, 0.12, 0.0, 0.5, 0.05, 30.0, 0.2};
     const std::vector<double> samples = grid(10.0, 10.0, 30);
-    expectSameCurves(samples, samples, k2s);                          // frames on the samples
-    expectSameCurves(grid(0.0, 10.0, 30), grid(0.0, 10.0, 30), k2s);  // first sample at 0 (moved off it)
-    expectSameCurves(samples, grid(5.0, 10.0, 30), k2s);              // between the samples
-    expectSameCurves(samples, grid(0.0, 17.0, 40), k2s);              // another grid, past the last sample
-    expectSameCurves(samples, grid(0.0, 120.0, 31), k2s);             // up to an hour: exp(k t) overflows
+    expectSameOneTissueCurves(samples, samples);                          // frames on the samples
+    expectSameOneTissueCurves(grid(0.0, 10.0, 30), grid(0.0, 10.0, 30));  // first sample at 0 (moved off it)
+    expectSameOneTissueCurves(samples, grid(5.0, 10.0, 30));              // between the samples
+    expectSameOneTissueCurves(samples, grid(0.0, 17.0, 40));              // another grid, past the last sample
+    expectSameOneTissueCurves(samples, grid(0.0, 120.0, 31));             // up to an hour: exp(k t) overflows
     std::vector<double> shuffled = samples;
     std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(7));
-    expectSameCurves(samples, shuffled, k2s);  // out of order
+    expectSameOneTissueCurves(samples, shuffled);  // out of order
+}
+
+// The two-tissue classes share one pass: sets with k4 = 0 (a slow rate of
+// exactly 0), nearly equal rates, a repeat and a voxel change; the report of
+// a new set printed once, as by the calls one by one.
+TEST(BatchEvaluate, TwoTissueClassesSameBitsAndText) {
+    Verbosity talk(4);
+    const std::vector<double> samples = grid(10.0, 10.0, 30), frames = grid(5.0, 37.0, 25);
+    std::vector<Set> sets;
+    for (double k4 : {0.02, 0.0, 0.02, 0.3}) sets.push_back({{"k1", 0.3}, {"k2", 0.2}, {"k3", 0.1}, {"k4", k4}});
+    sets.push_back({{"k1", 0.3}, {"k2", 0.2}, {"k3", 1e-9}, {"k4", 0.2}});
+    mexhost::clearOutput();
+    expectSameCurves<Generic_2TC_Model>(samples, frames, sets,
+                                        {Generic_2TC_Model::K1, Generic_2TC_Model::K2, Generic_2TC_Model::K3,
+                                         Generic_2TC_Model::K4, Generic_2TC_Model::BETA});
+    const std::string text = mexhost::takeOutput();
+    EXPECT_NE(text.find("lambda1=0,"), std::string::npos) << text;
+    // Each report twice: once from the batch, once from the calls.
+    EXPECT_EQ(countOf(text, "k4=0.005,"), 2u) << text;
+    std::vector<Set> cardiac;
+    for (double V : {0.6, 0.8}) cardiac.push_back({{"k1", 0.5}, {"k3", 0.1}, {"k4", 0.02}, {"V", V}, {"beta", 0.3}});
+    expectSameCurves<Cardiac_2TC_Model>(samples, frames, cardiac,
+                                        {Cardiac_2TC_Model::K1, Cardiac_2TC_Model::K4, Cardiac_2TC_Model::V});
+    std::vector<Set> hutchins;
+    for (double k3 : {0.05, 0.0}) hutchins.push_back({{"k1", 0.5}, {"k2", 0.2}, {"k3", k3}, {"tbv", 0.4}});
+    expectSameCurves<Cardiac_HutchinsII_Model>(samples, frames, hutchins,
+                                               {Cardiac_HutchinsII_Model::K2, Cardiac_HutchinsII_Model::TBV});
 }
 
 TEST(BatchEvaluate, PrintingAndNumericalPathsAreTheCalls) {
@@ -96,12 +144,13 @@ TEST(BatchEvaluate, PrintingAndNumericalPathsAreTheCalls) {
     {
         // At verbosity 6 the model and the input print per call: the batch
         // prints the same lines.
-        Pair batch(samples), calls(samples);
+        Pair<Generic_1TC_Model> batch(samples), calls(samples);
         Verbosity loud(6);
         const unsigned index[1] = {Generic_1TC_Model::K2};
         double values[6], derivatives[6];
-        setParameters(batch.model, 0.3, 0.1, 0.05);
-        setParameters(calls.model, 0.3, 0.1, 0.05);
+        const Set set = oneTissueSets()[0];
+        for (Generic_1TC_Model* m : {&batch.model, &calls.model})
+            for (const auto& p : set) m->setParameterValue(p.first, p.second);
         mexhost::clearOutput();
         batch.model.evaluate(samples.data(), 6, 0, 0, 0, index, 1, values, derivatives);
         const std::string batchText = mexhost::takeOutput();
