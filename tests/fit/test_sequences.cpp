@@ -1,7 +1,5 @@
-// Ordinary sequences of commands that once took the host down: a second fit
-// on another grid of the same voxel count, a refused process followed by
-// statistics, a renamed temporary, curves asked beyond the last fit, and
-// faults of the data that used to print one line per sample or evaluation.
+// Sequences of commands that once took the host down or flooded it with
+// messages, each replayed through the commands.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -31,9 +29,8 @@ std::string masked(const std::string& text) { return std::regex_replace(text, st
 // Voxel (x, y, z) holds the model curve times this, so its k1 is 0.3 times it.
 double gain(unsigned x, unsigned y, unsigned z) { return 1.0 + 0.25 * x + 0.5 * y + 1.5 * z; }
 
-// Generic_1TC (alpha 1, beta 0, both const) on a measured blood curve,
-// fitted by the Generic protocol with Levenberg-Marquardt, all set up through
-// the commands. Messages are off (verbosity 0): errors and assertions remain.
+// Generic_1TC (alpha 1, beta 0 const) on a measured blood curve, fitted by
+// the Generic protocol with Levenberg-Marquardt; verbosity 0.
 class Sequences : public ::testing::Test {
 protected:
     static constexpr unsigned T = 12;
@@ -99,8 +96,8 @@ protected:
 
 }  // namespace
 
-// The same voxel count in another shape: each caller of a resize gets exactly
-// the grid it asked for, so no voxel is read or written through another shape.
+// The same voxel count in another shape: every resize gives exactly the grid
+// asked for, so no voxel is read or written through another shape.
 TEST_F(Sequences, GridsOfTheSameCountInAnotherShape) {
     s.call({"set", "data", "first", tissue(2, 4, 4), frameTable(), "kBq/ml"});
     s.call({"set", "data", "second", tissue(4, 4, 2), frameTable(), "kBq/ml"});
@@ -136,8 +133,7 @@ TEST_F(Sequences, GridsOfTheSameCountInAnotherShape) {
         for (unsigned y = 0; y < 2; ++y) EXPECT_DOUBLE_EQ(values(y3.out())[y + 2 * x], gain(x, y, 0) * curve[3]);
 }
 
-// A refused process changes nothing that the statistics read: they are the
-// first run's, voxel for voxel.
+// A refused process changes nothing that the statistics read.
 TEST_F(Sequences, ARefusedProcessLeavesTheStatisticsOfTheLastRun) {
     s.call({"set", "data", "a", tissue(2, 2, 1), frameTable(), "kBq/ml"});
     s.call({"set", "data", "b", tissue(3, 1, 1, 2.0), frameTable(), "kBq/ml"});
@@ -154,9 +150,8 @@ TEST_F(Sequences, ARefusedProcessLeavesTheStatisticsOfTheLastRun) {
     for (size_t i = 0; i < before.size(); ++i) EXPECT_EQ(values(s.call({"get", topics[i]}).out()), before[i]) << topics[i];
     expectK1(2, 2, 1);
 
-    // The VOI of the last run replaced by a new temporary: the optimizer
-    // keeps its own copy of the run's mask, so the records still land on
-    // the voxels they came from.
+    // The last run's VOI replaced by a new temporary: the optimizer keeps its
+    // own copy of the mask, so the records still land on their voxels.
     s.call({"process", "a", "none", "none", mask(2, 2, 1)});
     const Values numiter = values(s.call({"get", "numiter"}).out());
     EXPECT_EQ(numiter.size(), 4u);
@@ -166,8 +161,7 @@ TEST_F(Sequences, ARefusedProcessLeavesTheStatisticsOfTheLastRun) {
 }
 
 // A temporary the user renamed stays theirs; the next array makes a new
-// temporary, which is the one fitted, and nothing is left behind. (Arrays
-// carry no frame times, so these fits find nothing; what is fitted counts.)
+// temporary, which is the one fitted, and nothing leaks.
 TEST_F(Sequences, ARenamedTemporaryStaysTheUsersAndNothingLeaks) {
     Optimizer* optimizer = s.workspace->currentOptimizer_;
     s.call({"process", tissue(2, 1, 1), "none", "none", mask(2, 1, 1)});
@@ -194,9 +188,8 @@ TEST_F(Sequences, ARenamedTemporaryStaysTheUsersAndNothingLeaks) {
     EXPECT_EQ(arrays[2], arrays[0]);
     EXPECT_DOUBLE_EQ(s.workspace->getData("x")->getValue4D(T - 1, 1, 0, 0), gain(1, 0, 0) * curve[T - 1]);
 
-    // Renamed to a name that is taken by the time of the next array: it is
-    // overwritten like any temporary, and the workspace still finds it to
-    // destroy it.
+    // Renamed to a name taken before the next array: overwritten like any
+    // temporary, and still found to be destroyed.
     s.call({"set", "data", "_data_", "name", "y"});
     s.call({"set", "data", "y", tissue(1, 1, 1), frameTable()});
     const int before = Dataset::count_;
@@ -207,8 +200,7 @@ TEST_F(Sequences, ARenamedTemporaryStaysTheUsersAndNothingLeaks) {
     EXPECT_EQ(s.workspace->getData("y")->getNumElements(), T);
 }
 
-// Curves of a point or region beyond the maps of the last fit are refused
-// rather than read out of range.
+// Curves beyond the maps of the last fit are refused, not read out of range.
 TEST_F(Sequences, CurvesBeyondTheLastFitAreRefused) {
     s.call({"set", "data", "wide", tissue(4, 1, 1), frameTable(), "kBq/ml"});
     s.call({"set", "data", "narrow", tissue(2, 1, 1), frameTable(), "kBq/ml"});
@@ -226,8 +218,7 @@ TEST_F(Sequences, CurvesBeyondTheLastFitAreRefused) {
     EXPECT_TRUE(region.isFalse());
 }
 
-// Faults of the data are reported once per cause: not once per sample of a
-// re-initialised input, nor once per evaluation of a fit on NaN frame times.
+// A fit on NaN frame times reports once, not once per evaluation.
 TEST_F(Sequences, FaultsAreReportedOncePerCause) {
     Values table = times;
     table.insert(table.end(), T, 10.0);
