@@ -1,5 +1,6 @@
 // GunnBFM against an independent solve on the same grid, on noiseless
-// Neuro_SLAM data whose k2a lies on a grid node, and the runs it refuses.
+// Neuro_SLAM data whose k2a lies on a grid node, and with BPstar bounds that
+// exclude every estimate. (Its refusals are pinned by the Octave tests.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -167,21 +168,6 @@ TEST(GunnBFM, RecoversTheTruthOnAGridNodeAndKeepsTheLastPointOutOfBounds) {
         const double k2 = s.model->getParameterValue("k2", x, 0, 0);
         EXPECT_NEAR(s.model->getParameterValue("BPstar", x, 0, 0), k2 / 0.5 - 1.0, 1e-9);
     }
-}
-
-TEST(GunnBFM, RefusesTooSmallGridsAndOtherModels) {
-    fit::Verbosity v(1);
-    BFMScene s, other;
-    s.slam(1.2, 0.3, 2.0);
-    for (int n : {-3, 0, 1}) {
-        s.bfm.maxiter = n;
-        const std::string out = s.runBFM();
-        EXPECT_TRUE(fit::contains(out, "GunnBFM needs at least 2 basis functions")) << out;
-        EXPECT_EQ(s.model->getParameterValue("R1", 0, 0, 0), 1.2);  // nothing fitted
-    }
-    other.oneTissue(1);
-    other.bfm.maxiter = 50;
-    EXPECT_TRUE(fit::contains(other.runBFM(), "GunnBFM method only works for model Neuro_SLAM, not Generic_1TC"));
 }
 
 }  // namespace

@@ -219,35 +219,25 @@ TEST(MultiDimGlobalSettings, KeysAndRefusals) {
         std::string text;
         double delta, maxTime;  // afterwards
     };
+    // The texts of every refusal are pinned by the Octave tests; here what is stored.
     const std::vector<Case> cases = {
         {"delta", 1000.0, "", 0.001, 5.0},
         {"delta", 4.9, "", 0.25, 5.0},
         {"delta", 0.99, "WARNING: invalid value 0.99 for optimizer parameter 'delta': " + badCount, 0.25, 5.0},
-        {"delta", -3.0, "WARNING: invalid value -3 for optimizer parameter 'delta': " + badCount, 0.25, 5.0},
-        {"delta", 3e9, "WARNING: invalid value 3e+09 for optimizer parameter 'delta': " + badCount, 0.25, 5.0},
         {"delta", NAN, "WARNING: invalid value nan for optimizer parameter 'delta': " + badCount, 0.25, 5.0},
-        {"max_time", 0.25, "", 0.25, 0.25},
         {"max_time", 0.0, "", 0.25, 0.0},
         {"max_time", -1.0, "WARNING: invalid value -1 for optimizer parameter 'max_time': " + badTime, 0.25, 0.0},
-        {"max_time", INFINITY, "WARNING: invalid value inf for optimizer parameter 'max_time': " + badTime, 0.25, 0.0},
-        {"max_time", NAN, "WARNING: invalid value nan for optimizer parameter 'max_time': " + badTime, 0.25, 0.0},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(s.call({"set", "optimizer", c.key, c.value}).text, c.text) << c.key << " " << c.value;
         EXPECT_EQ(number("delta"), c.delta) << c.key << " " << c.value;
         EXPECT_EQ(number("max_time"), c.maxTime) << c.key << " " << c.value;
     }
-    // A text is no number, not even its character code.
-    EXPECT_EQ(s.call({"set", "optimizer", "max_time", "5"}).text,
-              "KINETRA: unknown or invalid command 'set optimizer max_time 5'\n");
-    EXPECT_EQ(number("max_time"), 0.0);
     // Set only: get does not read them, show does not list them.
     EXPECT_EQ(
         s.call({"get", "optimizer", "delta"}).text,
         "WARNING: unknown optimizer parameter 'delta'\nKINETRA: unknown or invalid command 'get optimizer delta'\n");
     EXPECT_TRUE(contains(s.call({"show", "optimizer"}).text, "\n*MultiDimGlobal              100    1e-09    0.001\n"));
-    s.call({"select", "optimizer", "Levenberg-Marquardt"});
-    EXPECT_EQ(s.call({"set", "optimizer", "max_time", 1.0}).text, "WARNING: unknown optimizer parameter 'max_time'\n");
 }
 
 // A measurement, run by hand (--gtest_also_run_disabled_tests): for the

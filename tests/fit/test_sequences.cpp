@@ -115,22 +115,6 @@ TEST_F(Sequences, GridsOfTheSameCountInAnotherShape) {
         EXPECT_EQ(dims(k2.out()), shape);
         EXPECT_EQ(values(k2.out()), (Values{1, 2, 3, 4, 5, 6}));
     }
-
-    // The input from a TAC of 4 curves (4x1x1), then from 2x2x1 data: the
-    // second initialisation says once that the samples exist already.
-    Values table = times;
-    for (unsigned c = 0; c < 4; ++c)
-        for (unsigned t = 0; t < T; ++t) table.push_back(c + 10.0 * t);
-    s.call({"set", "tac", "four", doubles({T, 5}, table)});
-    s.call({"set", "input", "init", "four"});
-    EXPECT_EQ(dims(s.call({"get", "input", "y3"}).out()), (Dims{1, 1, 4}));
-    s.call({"set", "data", "square", tissue(2, 2, 1), frameTable()});
-    Result again = s.call({"set", "input", "init", "square"});
-    EXPECT_EQ(masked(again.text), "ERROR Optimizable(N): Optimizable::addParameter(): parameter 'y0' exists already \n");
-    Result y3 = s.call({"get", "input", "y3"});
-    EXPECT_EQ(dims(y3.out()), (Dims{1, 2, 2}));
-    for (unsigned x = 0; x < 2; ++x)
-        for (unsigned y = 0; y < 2; ++y) EXPECT_DOUBLE_EQ(values(y3.out())[y + 2 * x], gain(x, y, 0) * curve[3]);
 }
 
 // A refused process changes nothing that the statistics read.
