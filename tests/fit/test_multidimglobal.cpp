@@ -146,42 +146,21 @@ TEST(MultiDimGlobalFit, DegenerateBoxes) {
     };
     const double any = std::nan("");
     const std::vector<Case> cases = {
-        {"no time",
-         [](GlobalScene&) {},
-         0.0,
-         {"VOXEL 0,0,0 (1 of 1)\n  INITIAL: PARAMETER VALUES:\n",
-          "  FINISHED after 0 iterations (#.###s): chi^2/d.o.f. = ", "    k1 = 0.5 +/- ",
-          " with status 0\n  FINAL PARAMETER VALUES:\n"},
-         any,
-         any},
+        {"no time", [](GlobalScene&) {}, 0.0,
+         {"VOXEL 0,0,0 (1 of 1)\n  INITIAL: PARAMETER VALUES:\n", "    k1 = 0.5 +/- ",
+          "  FINISHED after 0 iterations (#.###s): chi^2/d.o.f. = ", " with status 0\n  FINAL PARAMETER VALUES:\n"},
+         any, any},
         {"equal bounds pin k2", [](GlobalScene& s) { s.bounds("k2", 0.15, 0.15); }, 0.02, {mustSet}, any, 0.15},
-        {"no bounds at all",
-         [](GlobalScene& s) { s.bounds("k1", 0, 0), s.bounds("k2", 0, 0); },
-         0.02,
-         {mustSet, "WARNING: no fitted parameter has a range to search: each voxel is evaluated at its bounds\n"},
-         0,
-         0},
-        {"width beyond the doubles",
-         [](GlobalScene& s) { s.bounds("k1", -1e308, 1e308); },
-         0.02,
+        {"no bounds at all", [](GlobalScene& s) { s.bounds("k1", 0, 0), s.bounds("k2", 0, 0); }, 0.02,
+         {mustSet, "WARNING: no fitted parameter has a range to search: each voxel is evaluated at its bounds\n"}, 0, 0},
+        {"width beyond the doubles", [](GlobalScene& s) { s.bounds("k1", -1e308, 1e308); }, 0.02,
          {"the bounds [-1e+308, 1e+308] of 'k1' give no finite range to search: the voxels keep their start values"},
-         0.5,
-         1.5},
-        {"logarithm of a zero bound",
-         [](GlobalScene& s) { s.model->setParameterLog("k2", true); },
-         0.02,
-         {"the bounds [0, 3] of 'k2' give no finite range to search"},
-         0.5,
-         std::log10(1.5)},
-        {"no free parameter",
-         [](GlobalScene& s) {
-             s.model->setParameterState("k1", Parameter::FIXED);
-             s.model->setParameterState("k2", Parameter::FIXED);
-         },
-         0.02,
-         {"WARNING: no fitted parameter has a range to search"},
-         1.0,
-         5.0},  // as they were
+         0.5, 1.5},
+        {"logarithm of a zero bound", [](GlobalScene& s) { s.model->setParameterLog("k2", true); }, 0.02,
+         {"the bounds [0, 3] of 'k2' give no finite range to search"}, 0.5, std::log10(1.5)},
+        {"no free parameter",  // the values stay as they were
+         [](GlobalScene& s) { s.model->setParameterState("k1", Parameter::FIXED), s.model->setParameterState("k2", Parameter::FIXED); },
+         0.02, {"WARNING: no fitted parameter has a range to search"}, 1.0, 5.0},
     };
     for (const Case& c : cases) {
         TwoMinima s;

@@ -87,7 +87,7 @@ protected:
 TEST_F(ProtocolTest, TablesReplaceByNameAndForgetRemovedObjects) {
     std::unique_ptr<Dataset4D<double>> other(series("d", "Bq/ml", 4, 2, 0.0));
     protocol.addData(other.get());
-    EXPECT_EQ(protocol.getData("d"), other.get());
+    EXPECT_EQ(protocol.getData("d"), other.get());  // replaced by name
     EXPECT_EQ(protocol.getData("x"), nullptr);
     EXPECT_EQ(protocol.getVOI("x"), nullptr);
     EXPECT_EQ(take(), "WARNING: no dataset 'x' in protocol 'P'\nWARNING: no VOI 'x' in protocol 'P'\n");
