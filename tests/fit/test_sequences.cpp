@@ -79,15 +79,18 @@ protected:
     static mxArray* mask(unsigned X, unsigned Y, unsigned Z) {
         return mexhost::makeArray(mxLOGICAL_CLASS, {Z, Y, X}, Values(size_t(X) * Y * Z, 1.0));
     }
-    // The fitted k1 map has the grid X x Y x Z and 0.3 * gain * extra in every voxel.
+    // The fitted maps have the grid X x Y x Z, k1 0.3 * gain * extra and k2 0.1 in every voxel.
     void expectK1(unsigned X, unsigned Y, unsigned Z, double extra = 1.0) {
-        Result k1 = s.call({"get", "model", "k1"});
+        Result k1 = s.call({"get", "model", "k1"}), k2 = s.call({"get", "model", "k2"});
         ASSERT_EQ(dims(k1.out()), (Dims{Z, Y, X}));
-        const Values v = values(k1.out());
+        ASSERT_EQ(dims(k2.out()), (Dims{Z, Y, X}));
+        const Values v = values(k1.out()), w = values(k2.out());
         for (unsigned x = 0; x < X; ++x)
             for (unsigned y = 0; y < Y; ++y)
-                for (unsigned z = 0; z < Z; ++z)
+                for (unsigned z = 0; z < Z; ++z) {
                     EXPECT_NEAR(v[z + Z * (y + Y * x)], 0.3 * gain(x, y, z) * extra, 1e-4) << x << y << z;
+                    EXPECT_NEAR(w[z + Z * (y + Y * x)], 0.1, 1e-4) << x << y << z;
+                }
     }
 
     Session s{0};
