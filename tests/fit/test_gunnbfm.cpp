@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "FitFixture.h"
+#include "RunOn.h"
 #include "models/Neuro_SLAM_Model.h"
 #include "optimizers/GunnBFM.h"
 
@@ -31,14 +31,7 @@ struct BFMScene : Scene {
         model->setParameterMax("BPstar", 4.0);
         bfm.maxiter = 50;
     }
-    std::string runBFM() {
-        bfm.setData(data.get());
-        bfm.setVOI(nullptr);
-        bfm.setOptimizable(model.get());
-        mexhost::clearOutput();
-        bfm.run();
-        return mexhost::takeOutput();
-    }
+    std::string runBFM(bool weighted = false) { return fit::runOn(bfm, *this, weighted); }
 };
 
 // The reference curve is linear between its samples, so its convolution with
@@ -118,8 +111,7 @@ TEST(GunnBFM, ErrorsMatchTheModelsOwnCovariance) {
     std::vector<double> unweighted;  // value and error of each voxel and parameter, without the error dataset
     double chisquare = 0.0;
     for (bool weighted : {false, true}) {
-        s.bfm.setError(weighted ? s.error.get() : nullptr);
-        s.runBFM();
+        s.runBFM(weighted);
         size_t k = 0;
         for (unsigned x = 0; x < 2; ++x) {
             const Dataset2D<double> c = s.bfm.computeCovariance(x, 0, 0);

@@ -5,7 +5,7 @@
 #include <cfloat>
 #include <cmath>
 
-#include "FitFixture.h"
+#include "RunOn.h"
 #include "Optimizable.h"
 #include "optimizers/MultiDimGlobal.bridge.h"
 #include "optimizers/MultiDimGlobal.h"
@@ -27,11 +27,7 @@ struct GlobalScene : fit::Scene {
     std::string runGlobal(double maxTime) {
         global.max_time = maxTime;
         global.setClock(tickingClock());
-        global.setData(data.get());
-        global.setOptimizable(model.get());
-        mexhost::clearOutput();
-        global.run();
-        return mexhost::takeOutput();
+        return fit::runOn(global, *this);
     }
     std::vector<double> modelTimes() const {
         std::vector<double> t;
@@ -229,7 +225,8 @@ TEST(MultiDimGlobalMeasure, DISABLED_TwoMinimaEvaluationsAndTime) {
     const double higher = scene.lm.getParameters()[0].chisquare_;
     for (double limit : {0.0, 1.0, 5.0}) {
         TwoMinima s;
-        GlobalBridge bridge(*s.model, {0, 1}, {"k1", "k2"}, s.modelTimes(), s.curve());
+        const std::vector<double> t = s.modelTimes(), y = s.curve();  // the bridge keeps references
+        GlobalBridge bridge(*s.model, {0, 1}, {"k1", "k2"}, t, y);
         TBox box(2);
         box.lb_[0] = 0, box.ub_[0] = 2, box.lb_[1] = 0, box.ub_[1] = 3;
         MDGSParams params;
@@ -266,11 +263,8 @@ TEST(MultiDimGlobalMeasure, DISABLED_TwoMinimaEvaluationsAndTime) {
         TwoMinima whole;
         whole.global.setClock(MDGS::steadySeconds);
         whole.global.max_time = limit;
-        whole.global.setData(whole.data.get());
-        whole.global.setOptimizable(whole.model.get());
         const double w0 = MDGS::steadySeconds();
-        whole.global.run();
-        mexhost::takeOutput();
+        fit::runOn(whole.global, whole);
         std::printf("MultiDimGlobal voxel at max_time %g: %.4f s wall, k2 = %g, chi-square %.9g\n", limit,
                     MDGS::steadySeconds() - w0, whole.model->getParameterValue("k2", 0, 0, 0),
                     whole.global.getParameters()[0].chisquare_);

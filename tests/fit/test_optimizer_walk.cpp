@@ -7,7 +7,7 @@
 #include <tuple>
 #include <vector>
 
-#include "FitFixture.h"
+#include "RunOn.h"
 
 namespace {
 
@@ -45,15 +45,7 @@ struct WalkScene : Scene {
         for (const char* name : fixed) model->setParameterState(name, Parameter::FIXED);
         makeData();
     }
-    std::string run() {
-        recorder.setData(data.get());
-        recorder.setError(nullptr);
-        recorder.setVOI(voi.get());
-        recorder.setOptimizable(model.get());
-        mexhost::clearOutput();
-        recorder.run();
-        return mexhost::takeOutput();
-    }
+    std::string run() { return fit::runOn(recorder, *this); }
 };
 
 TEST(OptimizerWalk, VisitsActiveVoxelsXOutermostAndFillsRecordsInOrder) {

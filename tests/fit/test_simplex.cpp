@@ -4,24 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
 
-#include "FitFixture.h"
+#include "RunOn.h"
 #include "optimizers/Simplex.h"
 
 namespace {
 
+using fit::runOn;
 using fit::Scene;
-
-std::string runWith(Optimizer& o, Scene& scene, bool weighted = false) {
-    o.setData(scene.data.get());
-    o.setError(weighted ? scene.error.get() : nullptr);
-    o.setVOI(scene.voi.get());
-    o.setOptimizable(scene.model.get());
-    mexhost::clearOutput();
-    o.run();
-    return mexhost::takeOutput();
-}
 
 double value(const Scene& scene, const std::string& name, unsigned x = 0) {
     return scene.model->getParameterValue(name, x, 0, 0);
@@ -69,7 +59,7 @@ TEST(Simplex, OneTissueOptimumOfLevenbergMarquardt) {
     Simplex simplex;
     simplex.delta_chisquare = 1e-13;
     simplex.maxiter = 1000;
-    runWith(simplex, scene);
+    runOn(simplex, scene);
     for (unsigned x = 0; x < 3; ++x) {
         const OptimizerParameters& record = simplex.getParameters()[x];
         EXPECT_NEAR(value(scene, "k1", x), k1[x], 1e-5 * k1[x]) << x;
@@ -81,7 +71,7 @@ TEST(Simplex, OneTissueOptimumOfLevenbergMarquardt) {
         EXPECT_GT(scene.model->getParameterError("k1", x, 0, 0), 0.0) << x;
         k1[x] = value(scene, "k1", x), k2[x] = value(scene, "k2", x);
     }
-    runWith(simplex, scene, true);
+    runOn(simplex, scene, true);
     for (unsigned x = 0; x < 3; ++x) {
         EXPECT_EQ(value(scene, "k1", x), k1[x]) << x;
         EXPECT_EQ(value(scene, "k2", x), k2[x]) << x;
@@ -116,7 +106,7 @@ TEST(Simplex, BoundsHoldTheStartAndTheResult) {
         Simplex simplex;
         simplex.delta_chisquare = c.delta;
         simplex.maxiter = c.maxiter;
-        runWith(simplex, scene);
+        runOn(simplex, scene);
         const OptimizerParameters& record = simplex.getParameters()[0];
         const double k1 = value(scene, "k1");
         EXPECT_GE(k1, c.min) << c.start;
@@ -144,7 +134,7 @@ TEST(Simplex, StepBudgetIsPerVoxel) {
     simplex.delta_chisquare = -1.0;  // only the budget ends a voxel
     simplex.abs_chisquare = -1.0;
     for (int run = 0; run < 2; ++run) {
-        runWith(simplex, scene);
+        runOn(simplex, scene);
         for (unsigned x = 0; x < 3; ++x) {
             const OptimizerParameters& record = simplex.getParameters()[x];
             EXPECT_GE(record.numiter, 12) << x;
@@ -206,7 +196,5 @@ TEST(Simplex, PrintedRunAtVerbosity3) {
     scene.model->setParameterMin("k2", 0.05);
     scene.model->setParameterMax("k2", 1.0);
     Simplex simplex;
-    const std::string dir = std::string(__FILE__).substr(0, std::string(__FILE__).rfind('/') + 1);
-    std::ifstream expected(dir + "simplex_verbosity3.txt");
-    EXPECT_EQ(fit::masked(runWith(simplex, scene)), std::string(std::istreambuf_iterator<char>(expected), {}));
+    EXPECT_EQ(fit::masked(runOn(simplex, scene)), fit::stored("simplex_verbosity3.txt"));
 }
