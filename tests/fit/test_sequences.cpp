@@ -39,14 +39,7 @@ protected:
         Values table;
         for (unsigned t = 0; t < T; ++t) table.push_back(10.0 * t);
         for (unsigned t = 0; t < T; ++t) table.push_back(t == 0 ? 0.0 : 100.0 * std::exp(-0.02 * 10.0 * t) * t);
-        s.call({"set", "tac", "blood", doubles({T, 2}, table)});
-        s.call({"set", "data", "blood", "unit", "kBq/ml"});
-        s.call({"select", "input", "LinearInterpolation"});
-        s.call({"set", "input", "init", "blood"});
-        s.call({"select", "model", "Generic_1TC"});
-        s.call({"set", "model", "input", "LinearInterpolation"});
-        for (auto [name, value] : {std::pair{"k1", 0.3}, {"k2", 0.1}, {"alpha", 1.0}, {"beta", 0.0}})
-            s.call({"set", "model", name, "value", value});
+        test::linearModel(s, table, 0.3, 0.1);
         for (const char* name : {"alpha", "beta"}) s.call({"set", "model", name, "state", "const"});
         Model* m = s.workspace->currentModel_;
         for (unsigned t = 0; t < T; ++t) {
