@@ -24,9 +24,8 @@ std::string runAgain(LevenbergMarquardt& lm) {
     return masked(mexhost::takeOutput());
 }
 
-// Each refused run names its cause and changes nothing: the optimizer goes
-// back to the working set of its last run, so its records and statistics
-// stay together.
+// Each refused run names its cause and changes nothing; the same optimizer
+// then runs a proper fit.
 TEST(OptimizerFailures, IncompleteOrMismatchingWorkingSet) {
     Grid scene;
     LevenbergMarquardt& lm = scene.lm;
@@ -62,8 +61,6 @@ TEST(OptimizerFailures, IncompleteOrMismatchingWorkingSet) {
     const std::string text = scene.run();
     EXPECT_TRUE(contains(text, "VOI     : voi (3x2x1) with 0 of 6 active\n"));
     EXPECT_TRUE(endsWith(masked(text), "ERROR Optimizer(#): VOI 'voi' has 0 active voxels \n"));
-
-    // The same optimizer then runs a proper fit.
     scene.voi.reset();
     EXPECT_TRUE(contains(scene.run(), "INPUT   : plasma \n"));
     EXPECT_EQ(lm.getParameters().size(), 6u);
@@ -90,9 +87,10 @@ TEST(OptimizerFailures, NonFiniteData) {
     EXPECT_NEAR(scene.model->getParameterValue("k1", 0, 0, 0), 0.4, 0.02);
 }
 
-// A zero error counts with weight 1 in the fit; the base statistics divide
-// by it and give errors that are not numbers, without stopping anything.
-TEST(OptimizerFailures, ZeroErrors) {
+// A zero error counts with weight 1 in the fit; the statistics divide by it
+// and give errors that are not numbers. With nothing free each voxel can only
+// ramp lambda, and no statistic divides by a missing parameter.
+TEST(OptimizerFailures, ZeroErrorsAndNoFreeParameter) {
     Grid scene;
     scene.run(false);
     const double k1 = scene.model->getParameterValue("k1", 2, 1, 0);
@@ -102,10 +100,16 @@ TEST(OptimizerFailures, ZeroErrors) {
     EXPECT_EQ(scene.model->getParameterValue("k1", 2, 1, 0), k1);
     EXPECT_EQ(scene.model->getParameterValue("k2", 2, 1, 0), k2);
     EXPECT_FALSE(std::isfinite(scene.model->getParameterError("k1", 2, 1, 0)));
+
+    for (const char* name : {"k1", "k2"}) scene.model->setParameterState(name, Parameter::FIXED);
+    scene.run(false);
+    EXPECT_EQ(scene.lm.getNumFitted(), 0u);
+    EXPECT_EQ(scene.lm.getParameters()[0].exitFlag_, LevenbergMarquardt::LAMBDA_RAMP);
+    EXPECT_EQ(scene.lm.getCovariance().getDimensionX(), 0u);
 }
 
-// A hook that says stop after the first voxel: the warning, one record
-// filled, the closing statistics still computed, the hook told of the end.
+// A hook that stops after the first voxel: the warning, one record filled,
+// the closing statistics computed, the hook told of the end.
 struct StopAfterFirst : SubUpdate {
     std::vector<int>* seen;
     explicit StopAfterFirst(std::vector<int>* s) : seen(s) {}
@@ -126,17 +130,6 @@ TEST(OptimizerFailures, StoppedByTheHook) {
     scene.lm.setUpdate(nullptr);
     scene.run();
     EXPECT_EQ(scene.lm.getParameters()[1].exitFlag_, LevenbergMarquardt::RELATIVE_CHISQUARE);
-}
-
-// Nothing free: each voxel can only ramp lambda; no statistic divides by a
-// missing parameter.
-TEST(OptimizerFailures, NoFreeParameter) {
-    Grid scene;
-    for (const char* name : {"k1", "k2"}) scene.model->setParameterState(name, Parameter::FIXED);
-    scene.run(true);
-    EXPECT_EQ(scene.lm.getNumFitted(), 0u);
-    EXPECT_EQ(scene.lm.getParameters()[0].exitFlag_, LevenbergMarquardt::LAMBDA_RAMP);
-    EXPECT_EQ(scene.lm.getCovariance().getDimensionX(), 0u);
 }
 
 // An object about to be destroyed is dropped from the working set, so later

@@ -5,7 +5,7 @@
 #include <cfloat>
 #include <cmath>
 
-#include "FitFixture.h"
+#include "RunOn.h"
 #include "Optimizable.h"
 #include "optimizers/MultiDimGlobal.bridge.h"
 #include "optimizers/MultiDimGlobal.h"
@@ -27,27 +27,23 @@ struct GlobalScene : fit::Scene {
     std::string runGlobal(double maxTime) {
         global.max_time = maxTime;
         global.setClock(tickingClock());
-        global.setData(data.get());
-        global.setOptimizable(model.get());
-        mexhost::clearOutput();
-        global.run();
-        return mexhost::takeOutput();
+        return fit::runOn(global, *this);
     }
     std::vector<double> modelTimes() const {
         std::vector<double> t;
         for (unsigned i = 0; i < data->getDimensionT(); ++i) t.push_back(data->getModelTime(i));
         return t;
     }
-    std::vector<double> curve(unsigned x = 0) const {
+    std::vector<double> curve() const {
         std::vector<double> y;
-        for (unsigned i = 0; i < data->getDimensionT(); ++i) y.push_back((*data)(i, x, 0, 0));
+        for (unsigned i = 0; i < data->getDimensionT(); ++i) y.push_back((*data)(i, 0, 0, 0));
         return y;
     }
-    // Sum of squared residuals of the model as it stands at voxel (x, 0, 0).
-    double residualSum(unsigned x = 0) {
-        const std::vector<double> t = modelTimes(), y = curve(x);
+    // Sum of squared residuals of the model as it stands.
+    double residualSum() {
+        const std::vector<double> t = modelTimes(), y = curve();
         double sum = 0.0;
-        for (size_t i = 0; i < t.size(); ++i) sum += std::pow((*model)(t[i], x, 0, 0) - y[i], 2);
+        for (size_t i = 0; i < t.size(); ++i) sum += std::pow((*model)(t[i], 0, 0, 0) - y[i], 2);
         return sum;
     }
     void bounds(const char* name, double min, double max) {
@@ -84,11 +80,10 @@ TEST(MultiDimGlobalBridge, GradientMatchesCentralDifferences) {
     EXPECT_NEAR(s.model->getParameterValue("k2", 0, 0, 0), std::log10(0.15), 1e-15);
 }
 
-// Two exchanges in one voxel, a slow (k2 0.001) and a fast one (k2 5), of
-// equal weight: fitted by a single one-tissue curve, chi-square has two
-// valleys, the lower at a small k2 (about 0.08) and a higher one at k2 near
-// 1. Levenberg-Marquardt from a start in the fast valley stays there; the
-// global search finds the lower one.
+// A slow (k2 0.001) and a fast (k2 5) exchange of equal weight in one voxel:
+// a one-tissue fit has two valleys, the lower near k2 0.08, a higher near 1.
+// Levenberg-Marquardt from the fast valley stays there; the global search
+// finds the lower one.
 struct TwoMinima : GlobalScene {
     TwoMinima() {
         oneTissue(1);
@@ -132,20 +127,11 @@ TEST(MultiDimGlobalFit, TwoMinimaVoxel) {
     EXPECT_TRUE(std::isfinite(s.model->getParameterError("k1", 0, 0, 0)));
 }
 
-TEST(MultiDimGlobalFit, VerboseReport) {
-    TwoMinima s;
-    fit::Verbosity v(3);
-    // No time: the start stands, with its chi-square.
-    const std::string out = fit::masked(s.runGlobal(0.0));
-    EXPECT_TRUE(contains(out, "VOXEL 0,0,0 (1 of 1)\n  INITIAL: PARAMETER VALUES:\n")) << out;
-    EXPECT_TRUE(contains(out, "  FINISHED after 0 iterations (#.###s): chi^2/d.o.f. = ")) << out;
-    EXPECT_TRUE(contains(out, "    k1 = 0.5 +/- ")) << out;
-    EXPECT_TRUE(contains(out, " with status 0\n  FINAL PARAMETER VALUES:\n")) << out;
-}
-
-// Boxes the search cannot use, and no time at all: each run ends with a
-// message where one is due and a finite result inside the bounds.
+// Boxes the search cannot use, and no time at all (where the start stands,
+// reported at verbosity 3): each run ends with a message where one is due
+// and a finite result inside the bounds.
 TEST(MultiDimGlobalFit, DegenerateBoxes) {
+    fit::Verbosity v(3);
     const std::string mustSet = "bounds MUST be set for all free parameters when using the MultiDimGlobal optimizer";
     struct Case {
         const char* what;
@@ -156,43 +142,29 @@ TEST(MultiDimGlobalFit, DegenerateBoxes) {
     };
     const double any = std::nan("");
     const std::vector<Case> cases = {
-        {"no time", [](GlobalScene&) {}, 0.0, {}, any, any},
+        {"no time", [](GlobalScene&) {}, 0.0,
+         {"VOXEL 0,0,0 (1 of 1)\n  INITIAL: PARAMETER VALUES:\n", "    k1 = 0.5 +/- ",
+          "  FINISHED after 0 iterations (#.###s): chi^2/d.o.f. = ", " with status 0\n  FINAL PARAMETER VALUES:\n"},
+         any, any},
         {"equal bounds pin k2", [](GlobalScene& s) { s.bounds("k2", 0.15, 0.15); }, 0.02, {mustSet}, any, 0.15},
-        {"no bounds at all",
-         [](GlobalScene& s) { s.bounds("k1", 0, 0), s.bounds("k2", 0, 0); },
-         0.02,
-         {mustSet, "WARNING: no fitted parameter has a range to search: each voxel is evaluated at its bounds\n"},
-         0,
-         0},
-        {"width beyond the doubles",
-         [](GlobalScene& s) { s.bounds("k1", -1e308, 1e308); },
-         0.02,
+        {"no bounds at all", [](GlobalScene& s) { s.bounds("k1", 0, 0), s.bounds("k2", 0, 0); }, 0.02,
+         {mustSet, "WARNING: no fitted parameter has a range to search: each voxel is evaluated at its bounds\n"}, 0, 0},
+        {"width beyond the doubles", [](GlobalScene& s) { s.bounds("k1", -1e308, 1e308); }, 0.02,
          {"the bounds [-1e+308, 1e+308] of 'k1' give no finite range to search: the voxels keep their start values"},
-         0.5,
-         1.5},
-        {"logarithm of a zero bound",
-         [](GlobalScene& s) { s.model->setParameterLog("k2", true); },
-         0.02,
-         {"the bounds [0, 3] of 'k2' give no finite range to search"},
-         0.5,
-         std::log10(1.5)},
-        {"no free parameter",
-         [](GlobalScene& s) {
-             s.model->setParameterState("k1", Parameter::FIXED);
-             s.model->setParameterState("k2", Parameter::FIXED);
-         },
-         0.02,
-         {"WARNING: no fitted parameter has a range to search"},
-         1.0,
-         5.0},  // as they were
+         0.5, 1.5},
+        {"logarithm of a zero bound", [](GlobalScene& s) { s.model->setParameterLog("k2", true); }, 0.02,
+         {"the bounds [0, 3] of 'k2' give no finite range to search"}, 0.5, std::log10(1.5)},
+        {"no free parameter",  // the values stay as they were
+         [](GlobalScene& s) { s.model->setParameterState("k1", Parameter::FIXED), s.model->setParameterState("k2", Parameter::FIXED); },
+         0.02, {"WARNING: no fitted parameter has a range to search"}, 1.0, 5.0},
     };
     for (const Case& c : cases) {
         TwoMinima s;
         c.setUp(s);
-        const std::string out = s.runGlobal(c.maxTime);
+        const std::string out = fit::masked(s.runGlobal(c.maxTime));
         for (const std::string& m : c.messages) EXPECT_TRUE(contains(out, m)) << c.what << "\n" << out;
-        if (c.messages.empty()) {
-            EXPECT_FALSE(contains(out, "ERROR optimizers")) << c.what << "\n" << out;
+        if (c.maxTime == 0.0) {
+            EXPECT_FALSE(contains(out, "ERROR optimizers")) << out;
         }
         const double k1 = s.model->getParameterValue("k1", 0, 0, 0), k2 = s.model->getParameterValue("k2", 0, 0, 0);
         const double chi = s.global.getParameters()[0].chisquare_;
@@ -222,108 +194,80 @@ TEST(MultiDimGlobalSettings, KeysAndRefusals) {
         std::string text;
         double delta, maxTime;  // afterwards
     };
+    // The texts of every refusal are pinned by the Octave tests; here what is stored.
     const std::vector<Case> cases = {
         {"delta", 1000.0, "", 0.001, 5.0},
         {"delta", 4.9, "", 0.25, 5.0},
         {"delta", 0.99, "WARNING: invalid value 0.99 for optimizer parameter 'delta': " + badCount, 0.25, 5.0},
-        {"delta", -3.0, "WARNING: invalid value -3 for optimizer parameter 'delta': " + badCount, 0.25, 5.0},
-        {"delta", 3e9, "WARNING: invalid value 3e+09 for optimizer parameter 'delta': " + badCount, 0.25, 5.0},
         {"delta", NAN, "WARNING: invalid value nan for optimizer parameter 'delta': " + badCount, 0.25, 5.0},
-        {"max_time", 0.25, "", 0.25, 0.25},
         {"max_time", 0.0, "", 0.25, 0.0},
         {"max_time", -1.0, "WARNING: invalid value -1 for optimizer parameter 'max_time': " + badTime, 0.25, 0.0},
-        {"max_time", INFINITY, "WARNING: invalid value inf for optimizer parameter 'max_time': " + badTime, 0.25, 0.0},
-        {"max_time", NAN, "WARNING: invalid value nan for optimizer parameter 'max_time': " + badTime, 0.25, 0.0},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(s.call({"set", "optimizer", c.key, c.value}).text, c.text) << c.key << " " << c.value;
         EXPECT_EQ(number("delta"), c.delta) << c.key << " " << c.value;
         EXPECT_EQ(number("max_time"), c.maxTime) << c.key << " " << c.value;
     }
-    // A text is no number, not even its character code.
-    EXPECT_EQ(s.call({"set", "optimizer", "max_time", "5"}).text,
-              "KINETRA: unknown or invalid command 'set optimizer max_time 5'\n");
-    EXPECT_EQ(number("max_time"), 0.0);
     // Set only: get does not read them, show does not list them.
     EXPECT_EQ(
         s.call({"get", "optimizer", "delta"}).text,
         "WARNING: unknown optimizer parameter 'delta'\nKINETRA: unknown or invalid command 'get optimizer delta'\n");
     EXPECT_TRUE(contains(s.call({"show", "optimizer"}).text, "\n*MultiDimGlobal              100    1e-09    0.001\n"));
-    s.call({"select", "optimizer", "Levenberg-Marquardt"});
-    EXPECT_EQ(s.call({"set", "optimizer", "max_time", 1.0}).text, "WARNING: unknown optimizer parameter 'max_time'\n");
 }
 
-}  // namespace
-
-namespace {
-
-// Measurements, run by hand (--gtest_also_run_disabled_tests): for the
-// two-minima voxel at max_time 0, 1 and 5 s of wall time, the evaluations
-// and seconds until the search first stands in the lower valley (below the
-// higher minimum) and until it is within 1e-6 of its final best, and the
-// whole search's wall time.
+// A measurement, run by hand (--gtest_also_run_disabled_tests): for the
+// two-minima voxel at max_time 0, 1 and 5 s of wall time, the evaluations and
+// seconds until the search first stands in the lower valley and until it is
+// within 1e-6 of its final best, and the optimizer's whole voxel.
 TEST(MultiDimGlobalMeasure, DISABLED_TwoMinimaEvaluationsAndTime) {
     TwoMinima scene;
     scene.run();
     const double higher = scene.lm.getParameters()[0].chisquare_;
-    struct Improvement {
-        long evaluation;
-        double seconds, value;
-    };
     for (double limit : {0.0, 1.0, 5.0}) {
         TwoMinima s;
-        const std::vector<double> t = s.modelTimes(), y = s.curve();
+        const std::vector<double> t = s.modelTimes(), y = s.curve();  // the bridge keeps references
         GlobalBridge bridge(*s.model, {0, 1}, {"k1", "k2"}, t, y);
         TBox box(2);
         box.lb_[0] = 0, box.ub_[0] = 2, box.lb_[1] = 0, box.ub_[1] = 3;
         MDGSParams params;
         params.tlimit = limit;
         params.det_pnts = 5;
-        long evaluations = 0;
-        std::vector<Improvement> improvements;
+        long evaluations = 0, valley = -1, settled = -1;
+        std::vector<std::pair<long, double>> improvements;  // evaluation, value
+        std::vector<double> seconds;
         const double t0 = MDGS::steadySeconds();
         MDGS search(
             box,
             [&](const RVector& p) {
                 const double f = bridge.objective(p);
                 ++evaluations;
-                if (improvements.empty() || f < improvements.back().value)
-                    improvements.push_back({evaluations, MDGS::steadySeconds() - t0, f});
+                if (improvements.empty() || f < improvements.back().second)
+                    improvements.push_back({evaluations, f}), seconds.push_back(MDGS::steadySeconds() - t0);
                 return f;
             },
             [&](const RVector& p, RVector& g) { bridge.gradient(p, g); }, params);
-        search.SetDelta(0.5);
-        search.SetTol(0.001);
-        search.SetMaxIter(100);
+        search.SetDelta(0.5), search.SetTol(0.001), search.SetMaxIter(100);
         RVector x(2);
         search.Search(-1, x);
-        const double wall = MDGS::steadySeconds() - t0;
-        const double best = improvements.empty() ? DBL_MAX : improvements.back().value;
-        Improvement valley{-1, -1, 0}, settled{-1, -1, 0};
-        for (const Improvement& i : improvements) {
-            if (valley.evaluation < 0 && i.value < higher) valley = i;
-            if (settled.evaluation < 0 && i.value <= best + 1e-6 * best) settled = i;
+        const double wall = MDGS::steadySeconds() - t0, best = improvements.empty() ? DBL_MAX : improvements.back().second;
+        for (size_t i = improvements.size(); i-- > 0;) {
+            if (improvements[i].second < higher) valley = static_cast<long>(i);
+            if (improvements[i].second <= best + 1e-6 * best) settled = static_cast<long>(i);
         }
-        std::printf(
-            "max_time %g: %ld evaluations, %ld gradients, %d boxes in %.4f s; lower valley at evaluation %ld "
-            "(%.4f s), within 1e-6 of the best at %ld (%.4f s); best %.9g, higher minimum %.9g\n",
-            limit, search.GetNumFunction(), search.GetNumGradient(), search.GetInnerIterations(), wall,
-            valley.evaluation, valley.seconds, settled.evaluation, settled.seconds, best, higher);
-    }
-    // The optimizer's whole voxel, on the wall clock.
-    for (double limit : {0.0, 1.0, 5.0}) {
-        TwoMinima s;
-        s.global.setClock(MDGS::steadySeconds);
-        s.global.max_time = limit;
-        s.global.setData(s.data.get());
-        s.global.setOptimizable(s.model.get());
-        const double t0 = MDGS::steadySeconds();
-        mexhost::clearOutput();
-        s.global.run();
-        mexhost::takeOutput();
+        auto at = [&](long i) { return i < 0 ? std::pair<long, double>{-1, -1.0} : std::pair{improvements[i].first, seconds[i]}; };
+        std::printf("max_time %g: %ld evaluations, %ld gradients, %d boxes in %.4f s; lower valley at evaluation %ld "
+                    "(%.4f s), within 1e-6 of the best at %ld (%.4f s); best %.9g, higher minimum %.9g\n",
+                    limit, search.GetNumFunction(), search.GetNumGradient(), search.GetInnerIterations(), wall,
+                    at(valley).first, at(valley).second, at(settled).first, at(settled).second, best, higher);
+
+        TwoMinima whole;
+        whole.global.setClock(MDGS::steadySeconds);
+        whole.global.max_time = limit;
+        const double w0 = MDGS::steadySeconds();
+        fit::runOn(whole.global, whole);
         std::printf("MultiDimGlobal voxel at max_time %g: %.4f s wall, k2 = %g, chi-square %.9g\n", limit,
-                    MDGS::steadySeconds() - t0, s.model->getParameterValue("k2", 0, 0, 0),
-                    s.global.getParameters()[0].chisquare_);
+                    MDGS::steadySeconds() - w0, whole.model->getParameterValue("k2", 0, 0, 0),
+                    whole.global.getParameters()[0].chisquare_);
     }
 }
 

@@ -3,21 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
 #include <sstream>
 
-#include "FitFixture.h"
+#include "RunOn.h"
 
 namespace {
 
+using fit::readFile;
 using fit::Scene;
-
-std::string readFile(const std::string& name) {
-    std::ifstream in(name.c_str());
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 // The maps read record i at the i-th active voxel; every other voxel is 0.
 TEST(OptimizerBase, GoodnessOfFitMaps) {
@@ -102,8 +95,7 @@ TEST(OptimizerBase, PrintedRunAtVerbosity3) {
     scene.start(0.3, 0.1);
     scene.model->setParameterMin("k1", 0.0);
     scene.model->setParameterMax("k1", 2.0);
-    const std::string dir = std::string(__FILE__).substr(0, std::string(__FILE__).rfind('/') + 1);
-    EXPECT_EQ(fit::masked(scene.run(true)), readFile(dir + "lm_verbosity3.txt"));
+    EXPECT_EQ(fit::masked(scene.run(true)), fit::stored("lm_verbosity3.txt"));
 }
 
 // One file per voxel and iteration, the closing one with the next number.

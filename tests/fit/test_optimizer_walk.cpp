@@ -1,6 +1,5 @@
-// The walk of the optimizer base, seen through a method that only records:
-// voxel order, per-voxel settings from the records, the skip of voxels whose
-// data cannot be fitted, records and the closing report.
+// The walk of the optimizer base through a method that only records: voxel
+// order, per-voxel settings, the skip of voxels that cannot be fitted, records.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -8,7 +7,7 @@
 #include <tuple>
 #include <vector>
 
-#include "FitFixture.h"
+#include "RunOn.h"
 
 namespace {
 
@@ -38,26 +37,21 @@ protected:
     }
 };
 
+// Generic_1TC on X x Y x Z voxels, the named parameters fixed.
 struct WalkScene : Scene {
     Recorder recorder;
-    std::string run() {
-        recorder.setData(data.get());
-        recorder.setError(nullptr);
-        recorder.setVOI(voi.get());
-        recorder.setOptimizable(model.get());
-        mexhost::clearOutput();
-        recorder.run();
-        return mexhost::takeOutput();
+    WalkScene(unsigned X, unsigned Y, unsigned Z, std::vector<const char*> fixed) {
+        setModel(new Generic_1TC_Model(Unit("kBq/ml"), 0.4, 0.15, 1.0, 0.05), X, Y, Z);
+        for (const char* name : fixed) model->setParameterState(name, Parameter::FIXED);
+        makeData();
     }
+    std::string run() { return fit::runOn(recorder, *this); }
 };
 
 TEST(OptimizerWalk, VisitsActiveVoxelsXOutermostAndFillsRecordsInOrder) {
     fit::Verbosity verbosity(1);
-    WalkScene scene;
-    scene.setModel(new Generic_1TC_Model(Unit("kBq/ml"), 0.4, 0.15, 1.0, 0.05), 2, 2, 2);
-    for (const char* name : {"k2", "alpha", "beta"}) scene.model->setParameterState(name, Parameter::FIXED);
+    WalkScene scene(2, 2, 2, {"k2", "alpha", "beta"});
     scene.model->setParameterMin("k1", 0.01);
-    scene.makeData();
     scene.setVOI([](unsigned x, unsigned y, unsigned z) { return !(x == 0 && y == 1 && z == 0); });
     scene.setInitValues("k1", [](unsigned x, unsigned y, unsigned z) { return 0.1 * (1 + x + 2 * y + 4 * z); });
     scene.run();
@@ -86,10 +80,7 @@ TEST(OptimizerWalk, VisitsActiveVoxelsXOutermostAndFillsRecordsInOrder) {
 
 TEST(OptimizerWalk, SettingsReachEveryVoxelAndUnusableVoxelsAreSkipped) {
     fit::Verbosity verbosity(3);
-    WalkScene scene;
-    scene.setModel(new Generic_1TC_Model(Unit("kBq/ml"), 0.4, 0.15, 1.0, 0.05), 3, 1, 1);
-    for (const char* name : {"k2", "alpha", "beta"}) scene.model->setParameterState(name, Parameter::FIXED);
-    scene.makeData();
+    WalkScene scene(3, 1, 1, {"k2", "alpha", "beta"});
     (*scene.data)(5, 1, 0, 0) = std::numeric_limits<double>::quiet_NaN();
     scene.recorder.maxiter = 7;
     const std::string text = fit::masked(scene.run());
@@ -104,7 +95,6 @@ TEST(OptimizerWalk, SettingsReachEveryVoxelAndUnusableVoxelsAreSkipped) {
                                     "WARNING: voxel 1,0,0 has data or errors that are not finite: not fitted\n"
                                     "VOXEL 2,0,0 (3 of 3)\n"));
     EXPECT_TRUE(fit::contains(text, "VOXEL 2,0,0 (3 of 3)\n  INITIAL: PARAMETER VALUES:\n    k1 = 0.4 +/- "));
-    EXPECT_TRUE(fit::contains(text, "  FINAL PARAMETER VALUES:\n    k1 = 0.4 +/- "));
     EXPECT_EQ(_MessageHelper::indent_, "");
 }
 
@@ -112,10 +102,7 @@ TEST(OptimizerWalk, SettingsReachEveryVoxelAndUnusableVoxelsAreSkipped) {
 // voxel of the data; a refused run leaves the last run's tables and records.
 TEST(OptimizerWalk, InputsOffTheDataGridAreRefusedAndTheLastRunStands) {
     fit::Verbosity verbosity(1);
-    WalkScene scene;
-    scene.setModel(new Generic_1TC_Model(Unit("kBq/ml"), 0.4, 0.15, 1.0, 0.05), 2, 1, 1);
-    for (const char* name : {"alpha", "beta"}) scene.model->setParameterState(name, Parameter::FIXED);
-    scene.makeData();
+    WalkScene scene(2, 1, 1, {"alpha", "beta"});
     scene.run();
     const std::vector<OptimizerParameters> records = scene.recorder.getParameters();
     ASSERT_EQ(records.size(), 2u);

@@ -1,13 +1,11 @@
 // The process command as Matlab calls it: argument forms, temporaries made
-// from arrays, the printed head, and one whole fit with a known optimum.
+// from arrays and the printed head. (Whole fits through it: the Sequences
+// tests; the printed results: the Protocol tests.)
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <regex>
 
 #include "Dataset4D.h"
-#include "InputFunction.h"
-#include "Model.h"
 #include "Protocol.h"
 #include "VOI.h"
 #include "support/Session.h"
@@ -101,55 +99,4 @@ TEST(Process, ArraysBecomeTemporariesThatReplaceTheirPredecessors) {
     EXPECT_NE(r.text.find("overwriting dataset '_error_'"), std::string::npos);
     EXPECT_EQ(p->data_["_error_"], s.workspace->getData("_error_"));
     s.call({"show", "data"});
-}
-
-// y = k1 conv(k2) of a measured blood curve (alpha 1, beta 0 const): data
-// made at k1 = 0.3/min, k2 = 0.1/min are fitted back from a distant start in
-// both voxels of a VOI given as an array.
-TEST(Process, AWholeFitFindsTheParametersThatMadeTheData) {
-    Session s;
-    const unsigned T = 24;
-    Dataset4D<double>* blood = new Dataset4D<double>(T, 1, 1, 1, 0.0);
-    Dataset4D<double>* tissue = new Dataset4D<double>(T, 2, 1, 1, 0.0);
-    blood->setName("blood");
-    blood->setUnit(Unit("kBq/ml"));
-    tissue->setName("tissue");
-    for (Dataset4D<double>* d : {blood, tissue}) {
-        d->setMidframeApprox(true);
-        for (unsigned t = 0; t < T; ++t) d->setTime(t, 10.0 * t), d->setFrameLength(t, 10.0);
-    }
-    for (unsigned t = 0; t < T; ++t) {
-        const double tm = 10.0 * t + 5.0;
-        (*blood)(t, 0, 0, 0) = 50.0 * (tm / 30.0) * std::exp(1.0 - tm / 30.0) + 5.0;
-    }
-    s.workspace->addData(blood);
-    InputFunction* input = s.workspace->getInput("LinearInterpolation");
-    input->initParameters(blood, nullptr);
-    Model* model = s.workspace->getModel("Generic_1TC");
-    model->addInput(input);
-    model->setParameterValue("alpha", 1.0);
-    model->setParameterState("alpha", Parameter::CONST);
-    model->setParameterState("beta", Parameter::CONST);
-    model->setParameterValue("k1", 0.3);
-    model->setParameterValue("k2", 0.1);
-    std::unique_ptr<Dataset4D<double>> curve(model->createData(*blood));
-    ASSERT_NE(curve, nullptr);
-    tissue->setUnit(curve->getUnit());
-    for (unsigned t = 0; t < T; ++t)
-        for (unsigned x = 0; x < 2; ++x) (*tissue)(t, x, 0, 0) = (*curve)(t, 0, 0, 0);
-    s.workspace->addData(tissue);
-    model->setParameterInitValue("k1", 0.1);
-    model->setParameterInitValue("k2", 0.3);
-    generic(s, true)->setModel(model);
-    Result r = s.call({"process", "tissue", "none", "none", mask3D(2)});
-
-    EXPECT_EQ(r.text.find(head("tissue", "none", "none", "_output_voi_")), 0u) << r.text;
-    EXPECT_NE(r.text.find("Generic_1TC parameters on VOI '_output_voi_'\n"), std::string::npos) << r.text;
-    EXPECT_NE(r.text.find("  beta = 0 +/- 0  NOT OPTIMIZED\n"), std::string::npos) << r.text;
-    EXPECT_EQ(_MessageHelper::indent_, "");
-    for (unsigned x = 0; x < 2; ++x) {
-        EXPECT_NEAR(model->getParameterValue("k1", x, 0, 0), 0.3, 1e-4) << x;
-        EXPECT_NEAR(model->getParameterValue("k2", x, 0, 0), 0.1, 1e-4) << x;
-    }
-    EXPECT_NE(s.call({"show", "voi"}).text.find("_output_voi_"), std::string::npos);
 }

@@ -1,12 +1,14 @@
-// Noiseless data made by a model itself are fitted back from a start 30-50%
-// away, voxel by voxel, in a grid whose VOI skips voxels: the one-tissue
-// models, the two-tissue model with all four rates free and the simplified
-// reference tissue model.
+// Noiseless data made by a model itself are fitted back from a start 20-50%
+// away, voxel by voxel, in a grid whose VOI skips voxels: the one-tissue,
+// two-tissue and reference-region models.
 #include <gtest/gtest.h>
 
 #include "FitFixture.h"
+#include "models/Cardiac_2TC_Model.h"
+#include "models/Cardiac_HutchinsII_Model.h"
 #include "models/Cardiac_HutchinsI_Model.h"
 #include "models/Generic_2TC_Model.h"
+#include "models/Neuro_Lammertsma_Model.h"
 #include "models/Neuro_SLAM_Model.h"
 #include "models/Water_1TC_Model.h"
 
@@ -60,6 +62,22 @@ TEST(LevenbergMarquardtRecovery, NoiselessDataFromADistantStart) {
          {{"R1", [](unsigned x, unsigned, unsigned) { return 1.1 + 0.1 * x; }, 0.7},
           {"k2", [](unsigned, unsigned y, unsigned) { return 0.3 + 0.05 * y; }, 1.3},
           {"BPstar", [](unsigned, unsigned, unsigned z) { return 1.5 + 0.5 * z; }, 0.7}}},
+        // V held at 1, where the k1 row is the derivative.
+        {"Cardiac2TC", [] { return new Cardiac_2TC_Model(Unit("kBq/ml"), 0.0, 0.0, 0.0, 1.0, 0.9, 0.1); }, 2,
+         {"V", "alpha", "beta"},
+         {{"k1", [](unsigned x, unsigned, unsigned) { return 0.7 + 0.1 * x; }, 1.2},
+          {"k3", [](unsigned, unsigned y, unsigned) { return 0.15 + 0.02 * y; }, 0.8},
+          {"k4", [](unsigned, unsigned, unsigned z) { return 0.05 + 0.01 * z; }, 1.2}}},
+        {"HutchinsII", [] { return new Cardiac_HutchinsII_Model(); }, 2, {},
+         {{"k1", [](unsigned x, unsigned, unsigned) { return 0.8 + 0.1 * x; }, 1.2},
+          {"k2", [](unsigned, unsigned y, unsigned) { return 0.3 + 0.05 * y; }, 0.8},
+          {"k3", [](unsigned, unsigned, unsigned z) { return 0.06 + 0.01 * z; }, 1.2},
+          {"tbv", [](unsigned x, unsigned, unsigned) { return 0.2 + 0.02 * x; }, 0.8}}},
+        {"Lammertsma", [] { return new Neuro_Lammertsma_Model(); }, 2, {},
+         {{"R1", [](unsigned x, unsigned, unsigned) { return 1.2 + 0.1 * x; }, 1.2},
+          {"k2", [](unsigned, unsigned y, unsigned) { return 0.25 + 0.03 * y; }, 0.8},
+          {"k3", [](unsigned, unsigned, unsigned z) { return 0.12 + 0.02 * z; }, 1.2},
+          {"BPstar", [](unsigned x, unsigned, unsigned) { return 1.8 + 0.2 * x; }, 0.8}}},
     };
     const double kSentinel = 123.0;
     for (const Case& c : cases) {
