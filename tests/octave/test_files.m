@@ -17,6 +17,8 @@ function d = scratch()
 end
 
 function remove_dir(d)
+  confirm_recursive_rmdir(false, 'local');
+  rmdir(d, 's');
 end
 
 function h = read_header(name)
