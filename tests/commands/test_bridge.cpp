@@ -10,8 +10,16 @@
 #include "mexhost.h"
 #include "util/Message.h"
 
+using mexhost::dims;
+using mexhost::takeOutput;
+using mexhost::values;
+using Dims = std::vector<mwSize>;
+using Values = std::vector<double>;
+
 namespace {
 
+// Arrays made by a test are destroyed at its end; TearDown checks that no
+// array or dataset outlives it.
 class Bridge : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -22,22 +30,14 @@ protected:
     }
     void TearDown() override {
         for (mxArray* a : owned) mxDestroyArray(a);
+        EXPECT_EQ(mexhost::liveArrays(), arrays);
+        EXPECT_EQ(Dataset::count_, datasets);
         mexhost::clearOutput();
     }
-    // An array destroyed at the end of the test.
-    mxArray* make(mxClassID id, std::vector<mwSize> dims, std::vector<double> values = {}) {
-        return keep(mexhost::makeArray(id, dims, values));
-    }
+    mxArray* make(mxClassID id, Dims d, Values v = {}) { return keep(mexhost::makeArray(id, d, v)); }
     mxArray* keep(mxArray* a) {
         if (a) owned.push_back(a);
         return a;
-    }
-    // Nothing made during the test is left once it has destroyed its objects.
-    void expectNoLeaks() {
-        for (mxArray* a : owned) mxDestroyArray(a);
-        owned.clear();
-        EXPECT_EQ(mexhost::liveArrays(), arrays);
-        EXPECT_EQ(Dataset::count_, datasets);
     }
 
     MatlabInterface bridge;
@@ -46,8 +46,8 @@ protected:
 };
 
 // Distinct small integers that every class holds exactly.
-std::vector<double> pattern(size_t n) {
-    std::vector<double> v(n);
+Values pattern(size_t n) {
+    Values v(n);
     for (size_t k = 0; k < n; ++k) v[k] = double((k * 37 + 11) % 101);
     return v;
 }
@@ -60,23 +60,18 @@ TEST_F(Bridge, RoundTripsOfEveryClassKeepTheIndexMapping) {
     const size_t s1 = 2, s2 = 3, s3 = 4, s4 = 5;
     for (int c = 0; c < 6; ++c) {
         SCOPED_TRACE(types[c]);
-        // 2D: A(y+1, x+1) is (x, y); 3D: A(z+1, y+1, x+1) is (x, y, z); 4D adds t last.
-        const std::vector<double> v2 = pattern(s1 * s2), v3 = pattern(s1 * s2 * s3), v4 = pattern(s1 * s2 * s3 * s4);
+        const Values v2 = pattern(s1 * s2), v3 = pattern(s1 * s2 * s3), v4 = pattern(s1 * s2 * s3 * s4);
         std::unique_ptr<Dataset> d2(bridge.createDataset2D(make(classes[c], {s1, s2}, v2)));
         std::unique_ptr<Dataset> d3(bridge.createDataset3D(make(classes[c], {s1, s2, s3}, v3)));
         std::unique_ptr<Dataset> d4(bridge.createDataset4D(make(classes[c], {s1, s2, s3, s4}, v4)));
         ASSERT_TRUE(d2 && d3 && d4);
         EXPECT_EQ(d2->getType(), types[c]);
-        EXPECT_EQ(d2->getDimensionX(), s2);
-        EXPECT_EQ(d2->getDimensionY(), s1);
-        EXPECT_EQ(d3->getDimensions(), (std::vector<unsigned>{4, 3, 2}));
+        EXPECT_EQ(d2->getDimensions(), (std::vector<unsigned>{3, 2}));
         EXPECT_EQ(d4->getDimensions(), (std::vector<unsigned>{4, 3, 2, 5}));
         for (unsigned x = 0; x < s3; ++x)
             for (unsigned y = 0; y < s2; ++y)
                 for (unsigned z = 0; z < s1; ++z) {
-                    if (x == 0) {
-                        EXPECT_EQ(d2->getValue2D(y, z), v2[z + s1 * y]);
-                    }
+                    if (x == 0) { EXPECT_EQ(d2->getValue2D(y, z), v2[z + s1 * y]); }
                     EXPECT_EQ(d3->getValue3D(x, y, z), v3[z + s1 * (y + s2 * x)]);
                     for (unsigned t = 0; t < s4; ++t)
                         ASSERT_EQ(d4->getValue4D(t, x, y, z), v4[z + s1 * (y + s2 * (x + s3 * t))]);
@@ -87,64 +82,36 @@ TEST_F(Bridge, RoundTripsOfEveryClassKeepTheIndexMapping) {
         mxArray* b4 = keep(bridge.createDataArray4D(d4.get()));
         ASSERT_TRUE(b2 && b3 && b4);
         EXPECT_EQ(mxGetClassID(b4), classes[c]);
-        EXPECT_EQ(mexhost::dims(b2), (std::vector<mwSize>{s1, s2}));
-        EXPECT_EQ(mexhost::dims(b3), (std::vector<mwSize>{s1, s2, s3}));
-        EXPECT_EQ(mexhost::dims(b4), (std::vector<mwSize>{s1, s2, s3, s4}));
-        EXPECT_EQ(mexhost::values(b2), v2);
-        EXPECT_EQ(mexhost::values(b3), v3);
-        EXPECT_EQ(mexhost::values(b4), v4);
+        EXPECT_EQ(dims(b2), (Dims{s1, s2}));
+        EXPECT_EQ(dims(b4), (Dims{s1, s2, s3, s4}));
+        EXPECT_EQ(values(b2), v2);
+        EXPECT_EQ(values(b3), v3);
+        EXPECT_EQ(values(b4), v4);
     }
     // Sizes that are no multiple of the copy's tiles.
-    const std::vector<double> v = pattern(37 * 5 * 70);
+    const Values v = pattern(37 * 5 * 70);
     std::unique_ptr<Dataset> d(bridge.createDataset3D(make(mxDOUBLE_CLASS, {37, 5, 70}, v)));
     EXPECT_EQ(d->getValue3D(69, 4, 36), v[36 + 37 * (4 + 5 * 69)]);
-    EXPECT_EQ(mexhost::values(keep(bridge.createDataArray3D(d.get()))), v);
-    // Through createDataset: a 3x4 matrix is X = 4, Y = 3, and A(2,3) is element (x=2, y=1).
+    EXPECT_EQ(values(keep(bridge.createDataArray3D(d.get()))), v);
+    // Through createDataset, named.
     std::vector<const mxArray*> args = {make(mxDOUBLE_CLASS, {3, 4}, pattern(12))};
     std::unique_ptr<Dataset> m(bridge.createDataset(1, args.data(), 0, "m", true));
     ASSERT_NE(m, nullptr);
     EXPECT_EQ(m->getName(), "m");
     EXPECT_EQ(m->getValue2D(2, 1), pattern(12)[(2 - 1) + 3 * (3 - 1)]);
-    EXPECT_EQ(mexhost::takeOutput(), "");
-    d.reset();
-    m.reset();
-    expectNoLeaks();
+    EXPECT_EQ(takeOutput(), "");
 }
 
-TEST_F(Bridge, LogicalArraysAndRefusedClasses) {
-    mxArray* mask = make(mxLOGICAL_CLASS, {2, 1, 3}, {1, 0, 0, 1, 1, 0});
-    std::unique_ptr<Dataset> d(bridge.createDataset3D(mask));  // accepted as uchar data
+// Logical arrays are uchar data and masks; other classes and 5D are refused.
+TEST_F(Bridge, LogicalArraysMasksAndRefusedClasses) {
+    mxArray* bits = make(mxLOGICAL_CLASS, {2, 1, 3}, {1, 0, 0, 1, 1, 0});
+    std::unique_ptr<Dataset> d(bridge.createDataset3D(bits));
     ASSERT_NE(d, nullptr);
     EXPECT_EQ(d->getType(), "uchar");
-    EXPECT_EQ(d->getValue3D(1, 0, 1), 1.0);
-    EXPECT_EQ(d->getValue3D(2, 0, 1), 0.0);
     mxArray* back = keep(bridge.createDataArray3D(d.get()));  // and leaves as uint8
     EXPECT_EQ(mxGetClassID(back), mxUINT8_CLASS);
-    EXPECT_EQ(mexhost::values(back), mexhost::values(mask));
+    EXPECT_EQ(values(back), values(bits));
 
-    EXPECT_EQ(bridge.createDataset4D(make(mxLOGICAL_CLASS, {2, 2, 2, 2})), nullptr);
-    EXPECT_EQ(mexhost::takeOutput(), "KINETRA: unsupported 4D data type");
-    EXPECT_EQ(bridge.createDataset2D(make(mxINT8_CLASS, {2, 2})), nullptr);
-    EXPECT_EQ(mexhost::takeOutput(), "KINETRA: unsupported 2D data type");
-    std::vector<const mxArray*> args = {make(mxINT64_CLASS, {2, 2, 2})};
-    EXPECT_EQ(bridge.createDataset(1, args.data(), 0, "x", false), nullptr);
-    EXPECT_EQ(mexhost::takeOutput(), "KINETRA: unsupported 3D data type");
-    args[0] = make(mxDOUBLE_CLASS, {2, 2, 2, 2, 2});
-    EXPECT_EQ(bridge.createDataset(1, args.data(), 0, "x", false), nullptr);
-    EXPECT_EQ(mexhost::takeOutput(), "KINETRA: 5D data not supported\n");
-    _MessageHelper::verbosity_ = 0;  // only the null remains
-    EXPECT_EQ(bridge.createDataset2D(make(mxCHAR_CLASS, {1, 2})), nullptr);
-    EXPECT_EQ(mexhost::takeOutput(), "");
-    d.reset();
-    expectNoLeaks();
-}
-
-TEST_F(Bridge, VOIsComeFromLogicalArraysOnly) {
-    std::unique_ptr<Dataset3D<unsigned char>> scalar(bridge.createVOI(make(mxLOGICAL_CLASS, {1, 1}, {1})));
-    VOI* one = dynamic_cast<VOI*>(scalar.get());
-    ASSERT_NE(one, nullptr);
-    EXPECT_EQ(one->getVolumeSize(), 1u);
-    EXPECT_EQ(one->numActive(), 1u);
     std::unique_ptr<Dataset3D<unsigned char>> mask(
         bridge.createVOI(make(mxLOGICAL_CLASS, {2, 2, 3}, {1, 0, 0, 1, 1, 0, 0, 0, 1, 0, 0, 0})));
     VOI* voi = dynamic_cast<VOI*>(mask.get());
@@ -153,18 +120,28 @@ TEST_F(Bridge, VOIsComeFromLogicalArraysOnly) {
     EXPECT_EQ(voi->getDimensions(), (std::vector<unsigned>{3, 2, 2}));
     EXPECT_EQ((*voi)(2, 0, 0), 1);  // A(1, 1, 3)
     EXPECT_EQ((*voi)(1, 1, 1), 0);  // A(2, 2, 2)
-    EXPECT_EQ((*voi)(1, 0, 0), 1);  // A(1, 1, 2)
-    EXPECT_EQ(mexhost::takeOutput(), "");
-
-    EXPECT_EQ(bridge.createVOI(make(mxUINT8_CLASS, {2, 2, 2}, pattern(8))), nullptr);
-    EXPECT_EQ(mexhost::takeOutput(), "KINETRA: voi must be of type logical\n");
-    EXPECT_EQ(bridge.createVOI(make(mxLOGICAL_CLASS, {2, 2})), nullptr);
-    EXPECT_EQ(mexhost::takeOutput(), "KINETRA: voi is not 3D\n");
+    std::unique_ptr<Dataset3D<unsigned char>> scalar(bridge.createVOI(make(mxLOGICAL_CLASS, {1, 1}, {1})));
+    ASSERT_NE(dynamic_cast<VOI*>(scalar.get()), nullptr);
+    EXPECT_EQ(scalar->getVolumeSize(), 1u);
     EXPECT_TRUE(bridge.isVOI(make(mxLOGICAL_CLASS, {2, 2, 2})));
     EXPECT_FALSE(bridge.isVOI(make(mxUINT8_CLASS, {2, 2, 2})));
-    scalar.reset();
-    mask.reset();
-    expectNoLeaks();
+    EXPECT_EQ(takeOutput(), "");
+
+    std::vector<const mxArray*> i64 = {make(mxINT64_CLASS, {2, 2, 2})}, five = {make(mxDOUBLE_CLASS, {2, 2, 2, 2, 2})};
+    const std::pair<void*, const char*> refused[] = {
+        {bridge.createDataset4D(make(mxLOGICAL_CLASS, {2, 2, 2, 2})), "KINETRA: unsupported 4D data type"},
+        {bridge.createDataset2D(make(mxINT8_CLASS, {2, 2})), "KINETRA: unsupported 2D data type"},
+        {bridge.createDataset(1, i64.data(), 0, "x", false), "KINETRA: unsupported 3D data type"},
+        {bridge.createDataset(1, five.data(), 0, "x", false), "KINETRA: 5D data not supported\n"},
+        {bridge.createVOI(make(mxLOGICAL_CLASS, {2, 2})), "KINETRA: voi is not 3D\n"},
+    };
+    for (const auto& r : refused) EXPECT_EQ(r.first, nullptr) << r.second;
+    std::string all;
+    for (const auto& r : refused) all += r.second;
+    EXPECT_EQ(takeOutput(), all);
+    _MessageHelper::verbosity_ = 0;  // only the null remains
+    EXPECT_EQ(bridge.createDataset2D(make(mxCHAR_CLASS, {1, 2})), nullptr);
+    EXPECT_EQ(takeOutput(), "");
 }
 
 TEST_F(Bridge, TimeArraysSetFramesOrDestroyTheDataset) {
@@ -175,40 +152,34 @@ TEST_F(Bridge, TimeArraysSetFramesOrDestroyTheDataset) {
     EXPECT_EQ(d->getTime(2), 30.0);
     EXPECT_EQ(d->getFrameLength(1), 20.0);
     mxArray* table = keep(bridge.createTimeArray(d.get()));
-    EXPECT_EQ(mexhost::dims(table), (std::vector<mwSize>{3, 2}));
-    EXPECT_EQ(mexhost::values(table), mexhost::values(times));
+    EXPECT_EQ(dims(table), (Dims{3, 2}));
+    EXPECT_EQ(values(table), values(times));
     // Without the flag, or without the argument, the frames keep their zeros.
     EXPECT_EQ(std::unique_ptr<Dataset>(bridge.createDataset(3, args.data(), 1, "u", false))->getTime(2), 0.0);
     EXPECT_EQ(std::unique_ptr<Dataset>(bridge.createDataset(2, args.data(), 1, "a", true))->getFrameLength(1), 0.0);
-    EXPECT_EQ(mexhost::takeOutput(), "");
+    EXPECT_EQ(takeOutput(), "");
     d.reset();
 
-    const struct {
-        mxArray* times;
-        const char* text;
-    } cases[] = {
+    const std::pair<mxArray*, const char*> cases[] = {
         {make(mxSINGLE_CLASS, {3, 2}), "KINETRA: time array should be of type double\n"},
         {make(mxDOUBLE_CLASS, {3, 2, 2}), "KINETRA: time array should be a 3x2 matrix\n"},
-        {make(mxDOUBLE_CLASS, {2, 2}), "KINETRA: invalid time array size 2x2, should be 3x2\n"},
         {make(mxDOUBLE_CLASS, {3, 3}), "KINETRA: invalid time array size 3x3, should be 3x2\n"},
     };
     for (const auto& c : cases) {
-        args[2] = c.times;
+        args[2] = c.first;
         EXPECT_EQ(bridge.createDataset(3, args.data(), 1, "bad", true), nullptr);
-        EXPECT_EQ(mexhost::takeOutput(), c.text);
+        EXPECT_EQ(takeOutput(), c.second);
         EXPECT_EQ(Dataset::count_, datasets);  // the fresh dataset is gone
     }
     // 3D data ignore the time argument.
     args[1] = make(mxDOUBLE_CLASS, {2, 2, 2});
     std::unique_ptr<Dataset> volume(bridge.createDataset(3, args.data(), 1, "v", true));
     ASSERT_NE(volume, nullptr);
-    EXPECT_EQ(mexhost::dims(keep(bridge.createTimeArray(volume.get()))), (std::vector<mwSize>{0, 2}));
-    EXPECT_EQ(mexhost::takeOutput(), "");
-    volume.reset();
-    expectNoLeaks();
+    EXPECT_EQ(dims(keep(bridge.createTimeArray(volume.get()))), (Dims{0, 2}));
+    EXPECT_EQ(takeOutput(), "");
 }
 
-TEST_F(Bridge, PointsVectorsAndOutputs) {
+TEST_F(Bridge, PointsAndVectors) {
     int x = -7, y = -7, z = -7;
     EXPECT_TRUE(bridge.getPoint(make(mxDOUBLE_CLASS, {3, 1}, {-1.5, 0.9, 7}), &x, &y, &z));
     EXPECT_EQ(std::vector<int>({x, y, z}), std::vector<int>({-1, 0, 7}));
@@ -217,33 +188,18 @@ TEST_F(Bridge, PointsVectorsAndOutputs) {
         EXPECT_FALSE(bridge.getPoint(bad, &x, &y, &z));
     EXPECT_EQ(x, -1);  // untouched on failure
 
-    std::vector<double> row, column = {8};
+    Values row, column = {8};
     EXPECT_TRUE(bridge.getVector(make(mxUINT16_CLASS, {5, 1}, {300, 2, 3, 4, 5}), row));
-    EXPECT_EQ(row, (std::vector<double>{300, 2, 3, 4, 5}));
+    EXPECT_EQ(row, (Values{300, 2, 3, 4, 5}));
     EXPECT_TRUE(bridge.getVector(make(mxDOUBLE_CLASS, {0, 1}), row));
     EXPECT_TRUE(row.empty());
     for (mxArray* bad : {make(mxDOUBLE_CLASS, {0, 0}), make(mxDOUBLE_CLASS, {2, 3}), make(mxCHAR_CLASS, {1, 3})})
         EXPECT_FALSE(bridge.getVector(bad, column));
-    EXPECT_EQ(column, std::vector<double>{8});
+    EXPECT_EQ(column, Values{8});
     EXPECT_FALSE(bridge.is4D(make(mxDOUBLE_CLASS, {1, 1, 2, 1})));  // trailing 1 dropped
 
-    mxArray* v = keep(bridge.createDataArray1D({0.5, -1, 2}));
-    EXPECT_EQ(mexhost::dims(v), (std::vector<mwSize>{3, 1}));
-    EXPECT_EQ(mexhost::values(v), (std::vector<double>{0.5, -1, 2}));
-    Unit unit("kBq/ml");
-    mxArray* cell = nullptr;
-    bridge.addOutputUnit(&cell, &unit);
-    keep(cell);
-    ASSERT_TRUE(cell && mxIsCell(cell));
-    EXPECT_EQ(mexhost::dims(cell), (std::vector<mwSize>{3, 1}));
-    EXPECT_EQ(mexhost::str(mxGetCell(cell, 0)), "kBq/ml");
-    EXPECT_EQ(mexhost::str(mxGetCell(cell, 1)), "ACTIVITY");
-    EXPECT_EQ(mxGetScalar(mxGetCell(cell, 2)), 1000.0);
-    {
-        Dataset4D<double> series(2, 1, 1, 1);
-        series.setName("s");
-        EXPECT_EQ(bridge.createDataArray3D(&series), nullptr);
-        EXPECT_EQ(mexhost::takeOutput(), "KINETRA: 3D data expected, data 's' is 4D\n");
-    }
-    expectNoLeaks();
+    Dataset4D<double> series(2, 1, 1, 1);
+    series.setName("s");
+    EXPECT_EQ(bridge.createDataArray3D(&series), nullptr);
+    EXPECT_EQ(takeOutput(), "KINETRA: 3D data expected, data 's' is 4D\n");
 }

@@ -215,7 +215,7 @@ TEST(Show, SelectedItemsAreMarkedAndRowsFollowSettings) {
     EXPECT_TRUE(has(s.call({"show", "model"}).text, "\n*Generic_1TC                  2  1  4 0   kBq/ml\n"));
 }
 
-TEST(Show, DataAndVOITables) {
+TEST(Show, DataAndVOITablesAndSingleReports) {
     Session s;
     Dataset4D<float>* scan = named(new Dataset4D<float>(3, 4, 5, 2), "scan", "kBq/ml");
     scan->setMidframeApprox(true);
@@ -242,10 +242,6 @@ TEST(Show, DataAndVOITables) {
               "============================================\n"
               "roi                       2   4   3       22\n"
               " \n");
-}
-
-TEST(Show, ReportsOfSingleObjects) {
-    Session s;
     // Up to 999 elements a dataset lists its values, from 1000 on it is summarised.
     Dataset3D<double>* small = named(new Dataset3D<double>(9, 111, 1, 2.5), "small");
     Dataset3D<double>* large = named(new Dataset3D<double>(10, 100, 1, 2.5), "large");
@@ -262,10 +258,9 @@ TEST(Show, ReportsOfSingleObjects) {
     EXPECT_EQ(s.call({"show", "model", "Generic_1TC"}).text, model.str());
     EXPECT_EQ(s.call({"show", "input", "LinearInterpolation"}).text, input.str());
 
-    EXPECT_EQ(s.call({"show", "data", "nope"}).text, "WARNING: data 'nope' not found\n");
-    EXPECT_EQ(s.call({"show", "voi", "nope"}).text, "WARNING: VOI 'nope' not found\n");
-    EXPECT_EQ(s.call({"show", "input", "nope"}).text, "WARNING: input function 'nope' not found\n");
-    EXPECT_EQ(s.call({"show", "model", "nope"}).text, "WARNING: model 'nope' not found\n");
+    for (auto c : {std::make_pair("data", "data"), std::make_pair("voi", "VOI"), std::make_pair("input", "input function"),
+                   std::make_pair("model", "model")})
+        EXPECT_EQ(s.call({"show", c.first, "nope"}).text, std::string("WARNING: ") + c.second + " 'nope' not found\n");
     EXPECT_EQ(s.call({"show", "data", "50%s"}).text, "WARNING: data '50%s' not found\n");  // '%' as itself
 }
 

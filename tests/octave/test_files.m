@@ -4,20 +4,26 @@
 % of every element type, headers of both byte orders written by hand, and
 % bad files that print a message and leave the workspace as it was.
 function test_files()
+  cleanup = onCleanup(@() remove_dir(scratch()));
   run_sections('test_files', {@header_fields_and_voxel_bytes, @round_trips, @both_byte_orders, ...
                               @scaled_read, @masks, @curve_files, @bad_files}, true);
 end
 
 function d = scratch()
-  d = tempname();
-  mkdir(d);
+  % One folder for the files of all sections, removed at the end.
+  persistent dir;
+  if isempty(dir), dir = tempname(); mkdir(dir); end
+  d = dir;
+end
+
+function remove_dir(d)
+  confirm_recursive_rmdir(false, 'local');
+  rmdir(d, 's');
 end
 
 function h = read_header(name)
   % The fields used here, read at their offsets, and the raw bytes.
-  fid = fopen([name '.hdr'], 'r', 'ieee-le');
-  h.bytes = fread(fid, Inf, 'uint8=>uint8')';
-  fclose(fid);
+  h.bytes = read_bytes([name '.hdr'], Inf)';
   b = h.bytes;
   i32 = @(o) double(typecast(b(o + 1:o + 4), 'int32'));
   i16 = @(o, n) double(typecast(b(o + 1:o + 2 * n), 'int16'));
@@ -29,7 +35,6 @@ function h = read_header(name)
   h.datatype = i16(70, 1);
   h.bitpix = i16(72, 1);
   h.pixdim = f32(76, 8);
-  h.origin = [f32(108, 1), f32(116, 1), f32(120, 1)];
   h.scale = f32(112, 1);
 end
 
@@ -69,13 +74,8 @@ function f = header_fields_and_voxel_bytes()
   f = expect(f, all(h.bytes(rest) == 0), 'nonzero unlisted bytes at %s', mat2str(find(h.bytes(rest)) - 1));
   f = expect(f, ~exist(fullfile(d, 'a.time'), 'file'), 'a 3D image has no .time file');
   % The voxels, X fastest, then Y and Z, in this host's order.
-  fid = fopen(fullfile(d, 'a.img'), 'r');
-  img = fread(fid, Inf, 'uint8=>uint8');
-  fclose(fid);
   expected = typecast(reshape(permute(A, [3 2 1]), [], 1), 'uint8');
-  f = expect(f, isequal(img, expected), 'voxel bytes differ');
-  confirm_recursive_rmdir(false, 'local');
-  rmdir(d, 's');
+  f = expect(f, isequal(read_bytes(fullfile(d, 'a.img'), Inf), expected), 'voxel bytes differ');
 end
 
 function f = round_trips()
@@ -100,8 +100,6 @@ function f = round_trips()
   evalc('kinetra(''set'', ''data'', ''m'', S, frames);');
   evalc('kinetra(''write'', ''data'', fullfile(d, ''m''), ''m'');');
   f = expect(f, isequal(kinetra('read', 'data', fullfile(d, 'm')), kinetra('get', 'data', 'm')), 'workspace write');
-  confirm_recursive_rmdir(false, 'local');
-  rmdir(d, 's');
 end
 
 function f = both_byte_orders()
@@ -111,17 +109,13 @@ function f = both_byte_orders()
   for order = {'ieee-le', 'ieee-be'}
     name = fullfile(d, order{1});
     write_header(name, order{1}, [4 3 2], 4, 16, 0);
-    fid = fopen([name '.img'], 'w', order{1});
-    fwrite(fid, permute(V, [3 2 1]), 'int16');
-    fclose(fid);
+    write_file([name '.img'], permute(V, [3 2 1]), 'int16', order{1});
     [out, W] = evalc('kinetra(''read'', ''data'', name)');
     f = expect(f, isequal(W, V), '%s voxels', order{1});
     if strcmp(order{1}, 'ieee-be')
       f = expect(f, ~isempty(strfind(out, 'needs swapping')), 'no swap message: %s', out);
     end
   end
-  confirm_recursive_rmdir(false, 'local');
-  rmdir(d, 's');
 end
 
 function f = scaled_read()
@@ -129,14 +123,10 @@ function f = scaled_read()
   d = scratch();
   name = fullfile(d, 's');
   write_header(name, 'ieee-le', [2 1 1], 8, 32, 0.1);
-  fid = fopen([name '.img'], 'w');
-  fwrite(fid, [7 -3], 'int32');
-  fclose(fid);
+  write_file([name '.img'], [7 -3], 'int32');
   W = kinetra('read', 'scaled', name);
   f = expect(f, isa(W, 'double') && isequal(W(:)', [7 -3] * double(single(0.1))), 'scaled %s', mat2str(W(:)'));
   f = expect(f, isequal(kinetra('read', 'data', name), int32(reshape([7 -3], 1, 1, 2))), 'unscaled read');
-  confirm_recursive_rmdir(false, 'local');
-  rmdir(d, 's');
 end
 
 function f = masks()
@@ -144,33 +134,25 @@ function f = masks()
   d = scratch();
   M = false(2, 3, 4);
   M([1 5 9 24]) = true;
-  evalc('kinetra(''write'', ''voi'', fullfile(d, ''m''), M);');
-  f = expect(f, isequal(kinetra('read', 'voi', fullfile(d, 'm')), M), 'mask round trip');
+  evalc('kinetra(''write'', ''voi'', fullfile(d, ''mask''), M);');
+  f = expect(f, isequal(kinetra('read', 'voi', fullfile(d, 'mask')), M), 'mask round trip');
   evalc('kinetra(''write'', ''data'', fullfile(d, ''x''), single(M));');
   [out, r] = evalc('kinetra(''read'', ''voi'', fullfile(d, ''x''))');
   f = expect(f, ~isempty(strfind(out, 'is 3D float and hence no VOI!')), 'float mask: %s', out);
   f = expect(f, islogical(r) && ~r, 'float mask result');
-  confirm_recursive_rmdir(false, 'local');
-  rmdir(d, 's');
 end
 
 function f = curve_files()
   f = {};
   d = scratch();
   name = fullfile(d, 'c.tac');
-  fid = fopen(name, 'w');
-  fprintf(fid, '# time  a  b\n0 1 2\n\n10 3 4 // comment\n20 5\n');
-  fclose(fid);
+  write_file(name, sprintf('# time  a  b\n0 1 2\n\n10 3 4 // comment\n20 5\n'), 'char');
   [out, c] = evalc('kinetra(''read'', ''tac'', name)');
   f = expect(f, isequal(c, [0 1 2; 10 3 4; 20 5 0]), 'tac %s', mat2str(c));
   f = expect(f, ~isempty(strfind(out, 'only 2 instead of 3 entries')), 'short line: %s', out);
-  fid = fopen(name, 'w');
-  fprintf(fid, '0 1\n');
-  fclose(fid);
+  write_file(name, sprintf('0 1\n'), 'char');
   [out, c] = evalc('kinetra(''read'', ''tac'', name)');
   f = expect(f, islogical(c) && ~c && ~isempty(out), 'one-row file: %s', out);
-  confirm_recursive_rmdir(false, 'local');
-  rmdir(d, 's');
 end
 
 function f = bad_files()
@@ -182,8 +164,8 @@ function f = bad_files()
   cases = {
     'no files', @() 0;
     'header without image', @() write_header(name, 'ieee-le', [4 3 2], 4, 16, 0);
-    'short image', @() write_bytes([name '.img'], 10);
-    'truncated header', @() truncate([name '.hdr'], 100);
+    'short image', @() write_file([name '.img'], zeros(1, 10), 'uint8');
+    'truncated header', @() write_file([name '.hdr'], read_bytes([name '.hdr'], 100), 'uint8');
     'negative dimension', @() write_header(name, 'ieee-le', [4 -3 2], 4, 16, 0);
     'huge dimensions', @() write_header(name, 'ieee-le', [32767 32767 32767], 4, 16, 0);
     'complex type', @() sized(name, 32);
@@ -196,34 +178,29 @@ function f = bad_files()
   end
   % A series whose time file lists fewer frames than the header.
   write_header(name, 'ieee-le', [1 1 1 3], 16, 32, 0);
-  write_bytes([name '.img'], 12);
-  fid = fopen([name '.time'], 'w');
-  fprintf(fid, '# Acquisition times (start duration) in seconds\n2 # number of acqusitions\n0\t1 \n1\t1 \n');
-  fclose(fid);
+  write_file([name '.img'], zeros(1, 12), 'uint8');
+  write_file([name '.time'], sprintf('# Acquisition times (start duration) in seconds\n2 # number of acqusitions\n0\t1 \n1\t1 \n'), 'char');
   [out, r] = evalc('kinetra(''read'', ''data'', name)');
   f = expect(f, islogical(r) && ~r && ~isempty(out), 'time file of 2 frames for 3: %s', out);
   f = expect(f, isequal(kinetra('get', 'data'), before), 'workspace changed');
-  confirm_recursive_rmdir(false, 'local');
-  rmdir(d, 's');
 end
 
 function sized(name, datatype)
   % A 4x3x2 header of this type code and an image of the 48 bytes that 16 bits a voxel need.
   write_header(name, 'ieee-le', [4 3 2], datatype, 16, 0);
-  write_bytes([name '.img'], 48);
+  write_file([name '.img'], zeros(1, 48), 'uint8');
 end
 
-function write_bytes(file, n)
-  fid = fopen(file, 'w');
-  fwrite(fid, zeros(1, n), 'uint8');
+function write_file(file, values, precision, order)
+  % The values as `precision` in byte order `order` (this host's if none).
+  if nargin < 4, order = 'native'; end
+  fid = fopen(file, 'w', order);
+  fwrite(fid, values, precision);
   fclose(fid);
 end
 
-function truncate(file, n)
+function b = read_bytes(file, n)
   fid = fopen(file, 'r');
-  b = fread(fid, n, 'uint8');
-  fclose(fid);
-  fid = fopen(file, 'w');
-  fwrite(fid, b, 'uint8');
+  b = fread(fid, n, 'uint8=>uint8');
   fclose(fid);
 end

@@ -4,16 +4,11 @@
 % k-means labels against a plain vectorised k-means.
 % test_filter_cluster('name', ...) runs only the sections of these names.
 function test_filter_cluster(varargin)
-  sections = {@time_filters_every_type, @voi_and_norm, @refused_and_unsafe, ...
-              @kmeans_against_octave};
-  run_sections('test_filter_cluster', sections, true, varargin);
+  run_sections('test_filter_cluster', {@time_filters_every_type, @voi_and_norm, @refused_and_unsafe, ...
+                                       @kmeans_against_octave}, true, varargin);
 end
 
-function out = run(varargin)
-  out = evalc('kinetra(varargin{:});');
-end
-
-function d = study(types)
+function d = study()
   % 3 x 4 x 5 voxels (Z, Y, X), 9 frames of noisy curves.
   [z, y, x, t] = ndgrid(1:3, 1:4, 1:5, 1:9);
   d = 100 * (1 - exp(-0.3 * t)) .* (1 + 0.1 * x) + 7 * sin(3 * t + z + 2 * y + x);
@@ -24,26 +19,18 @@ function f = time_filters_every_type()
   d = study();
   for type = {'double', 'single', 'int32', 'uint16', 'int16', 'uint8'}
     data = cast(d, type{1});
-    [m, times, unit] = kinetra('filter', data, 'tmean2');
-    f = expect(f, isa(m, type{1}) && isequal(size(m), size(data)), 'tmean2 of %s gives %s %s', type{1}, ...
-               class(m), mat2str(size(m)));
-    % frame t averages frames max(t-1,1) .. min(lo+2, 9)
-    ref = zeros(size(d));
-    for t = 1:9
-      lo = max(t - 1, 1); hi = min(lo + 2, 9);
-      ref(:, :, :, t) = mean(double(data(:, :, :, lo:hi)), 4);
+    % tmean2: frame t averages frames lo = max(t-1,1) .. min(lo+2, 9); tmedian3: the median of t-1 .. t+1.
+    windows = {'tmean2', @mean, @(t) max(t - 1, 1):min(max(t - 1, 1) + 2, 9)
+               'tmedian3', @median, @(t) max(t - 1, 1):min(t + 1, 9)};
+    for w = 1:rows(windows)
+      [m, times, unit] = kinetra('filter', data, windows{w, 1});
+      ref = zeros(size(d));
+      for t = 1:9, ref(:, :, :, t) = windows{w, 2}(double(data(:, :, :, windows{w, 3}(t))), 4); end
+      if ~isfloat(data), ref = fix(ref); end
+      f = expect(f, isa(m, type{1}) && isequal(size(m), size(data)) && ...
+                 max(abs(double(m(:)) - ref(:))) < 1e-4 * max(1, max(abs(ref(:)))), '%s of %s is off', windows{w, 1}, type{1});
+      f = expect(f, isequal(times, zeros(9, 2)) && iscell(unit) && isempty(unit{1}), '%s has times or unit', windows{w, 1});
     end
-    if ~isfloat(data), ref = fix(ref); end
-    f = expect(f, max(abs(double(m(:)) - ref(:))) < 1e-4 * max(1, max(abs(ref(:)))), 'tmean2 of %s is off', type{1});
-    f = expect(f, isequal(times, zeros(9, 2)) && iscell(unit) && isempty(unit{1}), ...
-               'tmean2 result has times or unit');
-    med = kinetra('filter', data, 'tmedian3');
-    ref = zeros(size(d));
-    for t = 1:9
-      ref(:, :, :, t) = median(double(data(:, :, :, max(t - 1, 1):min(t + 1, 9))), 4);
-    end
-    if ~isfloat(data), ref = fix(ref); end
-    f = expect(f, max(abs(double(med(:)) - ref(:))) < 1e-4 * max(1, max(abs(ref(:)))), 'tmedian3 of %s is off', type{1});
   end
   % Savitzky-Golay: a quadratic in time survives inside the window's reach.
   [~, ~, ~, t] = ndgrid(1:2, 1:2, 1:2, 1:12);
@@ -60,7 +47,7 @@ end
 function f = voi_and_norm()
   f = {};
   d = study();
-  run('set', 'data', 'd', d, [(0:8)' * 60, 60 * ones(9, 1)]);
+  quiet('set', 'data', 'd', d, [(0:8)' * 60, 60 * ones(9, 1)]);
   mask = false(3, 4, 5); mask(2, :, 2:4) = true;
   [m, times] = kinetra('filter', 'd', 'voi', mask, 'median');
   sel = reshape(d, [], 9)(mask(:), :);
@@ -99,7 +86,7 @@ function f = refused_and_unsafe()
   for i = 1:rows(calls)
     out = '';
     try
-      out = run(calls{i, 1}{:});
+      out = quiet(calls{i, 1}{:});
     catch err
       f{end + 1} = sprintf('call %d: Octave error %s', i, err.message);
     end

@@ -3,12 +3,7 @@
 % rates, and bad settings print their message and leave a usable workspace.
 % test_gamma_input('name', ...) runs only the sections of these names.
 function test_gamma_input(varargin)
-  sections = {@recovers_curve_and_rates, @bad_settings};
-  run_sections('test_gamma_input', sections, true, varargin);
-end
-
-function out = run(varargin)
-  out = evalc('kinetra(varargin{:});');
+  run_sections('test_gamma_input', {@recovers_curve_and_rates, @bad_settings}, true, varargin);
 end
 
 % Frames of 5 s to 5 min; the plasma curve 50 x^2 exp(-4 x), x = t / 60 s,
@@ -23,7 +18,7 @@ end
 
 % One term with tau and B fixed: A1 and C1 start from the measured peak.
 function setup_input(blood_name)
-  calls = {
+  run_calls({
     {'select', 'input', 'GenericInputFunction'}
     {'set', 'input', 'size', 5}
     {'set', 'input', 'tau', 'value', 60}
@@ -37,25 +32,22 @@ function setup_input(blood_name)
     {'select', 'protocol', 'Generic'}
     {'set', 'protocol', 'model', 'Generic_1TC'}
     {'set', 'protocol', 'optimizer', 'Levenberg-Marquardt'}
-    {'set', 'voi', 'vin', true}};
-  for i = 1:numel(calls)
-    run(calls{i}{:});
-  end
+    {'set', 'voi', 'vin', true}});
 end
 
 function f = recovers_curve_and_rates()
   f = {};
   [frames, t, blood] = gamma_curve();
-  run('set', 'tac', 'blood', [frames(:, 1), blood]);
-  run('set', 'data', 'blood', 'unit', 'Bq/ml');
+  quiet('set', 'tac', 'blood', [frames(:, 1), blood]);
+  quiet('set', 'data', 'blood', 'unit', 'Bq/ml');
   setup_input('blood');
   % The peak identity: the start term peaks at the maximal sample (30 s, x = 0.5).
   [~, ~, a1] = kinetra('get', 'input', 'A1');
   [~, ~, c1] = kinetra('get', 'input', 'C1');
   f = expect(f, abs(c1 - 4) < 1e-12 && abs(a1 - max(blood) * (c1 / 2) ^ 2 * exp(2)) < 1e-9, ...
              'start values A1 %g C1 %g', a1, c1);
-  run('set', 'input', 'A1', 'initvalue', 30);  % a start away from the truth
-  out = run('process', 'blood', 'none', 'vin', 'none');
+  quiet('set', 'input', 'A1', 'initvalue', 30);  % a start away from the truth
+  out = quiet('process', 'blood', 'none', 'vin', 'none');
   f = expect(f, isempty(regexp(out, 'ERROR \w+\(', 'once')), 'input stage printed %s', out);
   A1 = kinetra('get', 'input', 'A1');
   C1 = kinetra('get', 'input', 'C1');
@@ -65,18 +57,17 @@ function f = recovers_curve_and_rates()
   % Two voxels of one-tissue curves on the true input, in Octave's own
   % quadrature: C_T = k1/60 int_0^t e^(-k2/60 (t-u)) C_p(u) du, alpha 1, beta 0,
   % at the frames' middles (the model times of data with frame lengths).
-  tm = t;
   k1 = [0.3; 0.6];
   k2 = [0.1; 2.0];
   cp = @(u) 50 * (u / 60) .^ 2 .* exp(-4 * u / 60);
   tissue = zeros(1, 1, 2, numel(t));
   for v = 1:2
-    for i = 1:numel(tm)
-      tissue(1, 1, v, i) = k1(v) / 60 * quadgk(@(u) exp(-k2(v) / 60 * (tm(i) - u)) .* cp(u), 0, tm(i), ...
+    for i = 1:numel(t)
+      tissue(1, 1, v, i) = k1(v) / 60 * quadgk(@(u) exp(-k2(v) / 60 * (t(i) - u)) .* cp(u), 0, t(i), ...
                                              'AbsTol', 1e-13, 'RelTol', 1e-12);
     end
   end
-  calls = {
+  run_calls({
     {'set', 'data', 'tissue', tissue, frames, 'Bq/ml'}
     {'select', 'model', 'Generic_1TC'}
     {'set', 'model', 'k1', 'initvalue', reshape(1.2 * k1, 1, 1, 2)}  % starts 20 % off, voxel by voxel
@@ -86,28 +77,21 @@ function f = recovers_curve_and_rates()
     {'set', 'model', 'alpha', 'state', 'const'}
     {'set', 'model', 'beta', 'state', 'const'}
     {'select', 'optimizer', 'Levenberg-Marquardt'}
-    {'set', 'optimizer', 'abs_chisquare', 1e-30}};  % the curves are small: fit to the end
-  for i = 1:numel(calls)
-    run(calls{i}{:});
-  end
-  out = run('process', 'tissue', 'none', 'none', true(1, 1, 2));
+    {'set', 'optimizer', 'abs_chisquare', 1e-30}});  % the curves are small: fit to the end
+  out = quiet('process', 'tissue', 'none', 'none', true(1, 1, 2));
   f = expect(f, isempty(regexp(out, 'ERROR \w+\(', 'once')), 'model stage printed %s', out);
-  fk1 = kinetra('get', 'model', 'k1');
-  fk2 = kinetra('get', 'model', 'k2');
-  f = expect(f, max(abs(fk1(:) - k1) ./ k1) < 1e-3 && max(abs(fk2(:) - k2) ./ k2) < 1e-3, ...
-             'rates k1 %s k2 %s', mat2str(fk1(:)', 8), mat2str(fk2(:)', 8));
+  f = expect_maps(f, {'k1', 'k2'}, {reshape(k1, 1, 1, 2), reshape(k2, 1, 1, 2)}, 1e-3);
 end
 
 function f = bad_settings()
   f = {};
   [frames, t, blood] = gamma_curve();
-  run('set', 'tac', 'blood', [frames(:, 1), blood]);
-  run('set', 'tac', 'rising', [frames(:, 1), t]);
-  run('select', 'input', 'GenericInputFunction');
+  quiet('set', 'tac', 'blood', [frames(:, 1), blood]);
+  quiet('set', 'tac', 'rising', [frames(:, 1), t]);
+  quiet('select', 'input', 'GenericInputFunction');
   size_message = ['KINETRA: invalid size %d for GenericInputFunction, expected tau, t0 and A, B, C for each ' ...
                   'term (5, 8, 11, ... parameters)\n'];
   cases = {
-    {{'set', 'input', 'size', -1}, "KINETRA: invalid size -1, expected a whole number from 0 to 1000000\n"}
     {{'set', 'input', 'size', 4}, sprintf(size_message, 4)}
     {{'set', 'input', 'size', 10}, sprintf(size_message, 10)}
     % The default input: eight parameters, every B 0, no pair form of them.
@@ -119,14 +103,14 @@ function f = bad_settings()
                                           "input function parameter initialization\n \n"]}};
   for i = 1:numel(cases)
     c = cases{i};
-    out = regexprep(run(c{1}{:}), '\((\d+)\): ', '(L): ');
+    out = regexprep(quiet(c{1}{:}), '\((\d+)\): ', '(L): ');
     f = expect(f, strcmp(out, c{2}), '%s printed "%s"', strjoin(cellfun(@num2str, c{1}, 'UniformOutput', false), ' '), out);
   end
-  out = run('get', 'input', 'C2');
+  out = quiet('get', 'input', 'C2');
   f = expect(f, isempty(out), 'refused sizes changed the input: %s', out);
   % The workspace goes on: the same input fits as in a fresh one.
   setup_input('blood');
-  run('process', 'blood', 'none', 'vin', 'none');
+  quiet('process', 'blood', 'none', 'vin', 'none');
   A1 = kinetra('get', 'input', 'A1');
   f = expect(f, abs(A1 - 50) < 1e-3, 'after the refusals A1 %.10g', A1);
 end

@@ -3,12 +3,7 @@
 % which the same workspace still fits.
 % test_gunnbfm('name', ...) runs only the sections of these names.
 function test_gunnbfm(varargin)
-  sections = {@small_map, @refusals};
-  run_sections('test_gunnbfm', sections, true, varargin);
-end
-
-function out = run(varargin)
-  out = evalc('kinetra(varargin{:});');
+  run_sections('test_gunnbfm', {@small_map, @refusals}, true, varargin);
 end
 
 % Truths on a 3 x 2 x 1 map (Z x Y x X = 1 x 2 x 3): k2 / (1 + BPstar) is a
@@ -51,7 +46,7 @@ end
 
 function setup()
   [frames, ref, tissue] = slam_data();
-  calls = {
+  run_calls({
     {'set', 'tac', 'reference', [frames(:, 1), ref]}
     {'set', 'data', 'reference', 'unit', 'kBq/ml'}
     {'select', 'input', 'LinearInterpolation'}
@@ -69,24 +64,15 @@ function setup()
     {'set', 'protocol', 'optimizer', 'GunnBFM'}
     {'select', 'optimizer', 'GunnBFM'}
     {'set', 'optimizer', 'maxiter', 50}
-    {'set', 'data', 'tissue', tissue, frames, 'kBq/ml'}};
-  for i = 1:numel(calls)
-    run(calls{i}{:});
-  end
+    {'set', 'data', 'tissue', tissue, frames, 'kBq/ml'}});
 end
 
 % Processes the map and checks every voxel against the truths.
 function f = fits(f, what)
-  out = run('process', 'tissue', 'none', 'none', true(1, 2, 3));
+  out = quiet('process', 'tissue', 'none', 'none', true(1, 2, 3));
   f = expect(f, isempty(regexp(out, 'ERROR \w+\(', 'once')), '%s: process printed %s', what, out);
   [R1, k2, BP] = truths();
-  got = {kinetra('get', 'model', 'R1'), kinetra('get', 'model', 'k2'), kinetra('get', 'model', 'BPstar')};
-  want = {R1, k2, BP};
-  names = {'R1', 'k2', 'BPstar'};
-  for i = 1:3
-    ok = isequal(size(got{i}), size(want{i})) && max(abs(got{i}(:) - want{i}(:)) ./ want{i}(:)) < 1e-4;
-    f = expect(f, ok, '%s: %s %s against %s', what, names{i}, mat2str(got{i}(:)', 6), mat2str(want{i}(:)'));
-  end
+  f = [f, cellfun(@(m) [what ': ' m], expect_maps({}, {'R1', 'k2', 'BPstar'}, {R1, k2, BP}, 1e-4), 'UniformOutput', false)];
 end
 
 function f = small_map()
@@ -101,20 +87,20 @@ function f = refusals()
   f = {};
   setup();
   for n = [1 0 -2]
-    run('set', 'optimizer', 'maxiter', n);
-    out = run('process', 'tissue', 'none', 'none', true(1, 2, 3));
+    quiet('set', 'optimizer', 'maxiter', n);
+    out = quiet('process', 'tissue', 'none', 'none', true(1, 2, 3));
     f = expect(f, ~isempty(strfind(out, 'GunnBFM needs at least 2 basis functions')), 'maxiter %d: %s', n, out);
   end
-  run('set', 'optimizer', 'maxiter', 50);
+  quiet('set', 'optimizer', 'maxiter', 50);
   f = fits(f, 'after maxiter 1');
 
-  run('select', 'model', 'Generic_1TC');
-  run('set', 'model', 'input', 'LinearInterpolation');
-  run('set', 'protocol', 'model', 'Generic_1TC');
-  out = run('process', 'tissue', 'none', 'none', true(1, 2, 3));
+  quiet('select', 'model', 'Generic_1TC');
+  quiet('set', 'model', 'input', 'LinearInterpolation');
+  quiet('set', 'protocol', 'model', 'Generic_1TC');
+  out = quiet('process', 'tissue', 'none', 'none', true(1, 2, 3));
   msg = 'GunnBFM method only works for model Neuro_SLAM, not Generic_1TC';
   f = expect(f, ~isempty(strfind(out, msg)), 'Generic_1TC: %s', out);
-  run('select', 'model', 'Neuro_SLAM');
-  run('set', 'protocol', 'model', 'Neuro_SLAM');
+  quiet('select', 'model', 'Neuro_SLAM');
+  quiet('set', 'protocol', 'model', 'Neuro_SLAM');
   f = fits(f, 'after Generic_1TC');
 end

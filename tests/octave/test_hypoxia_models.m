@@ -16,12 +16,9 @@ end
 
 function setup(model, p)
   [t, c] = plasma();
-  evalc('kinetra(''set'', ''tac'', ''plasma'', [t, c]);');
-  kinetra('set', 'data', 'plasma', 'unit', 'kBq/ml');
-  kinetra('select', 'input', 'LinearInterpolation');
-  evalc('kinetra(''set'', ''input'', ''init'', ''plasma'');');
-  kinetra('select', 'model', model);
-  kinetra('set', 'model', 'input', 'LinearInterpolation');
+  run_calls({{'set', 'tac', 'plasma', [t, c]}, {'set', 'data', 'plasma', 'unit', 'kBq/ml'}, ...
+             {'select', 'input', 'LinearInterpolation'}, {'set', 'input', 'init', 'plasma'}, ...
+             {'select', 'model', model}, {'set', 'model', 'input', 'LinearInterpolation'}});
   set_values(p);
 end
 

@@ -21,15 +21,15 @@ function calls = cycle(tissue, mask)
   % Ten calls: a fit of an array (new temporaries replace the data and the
   % mask of the last one), its maps, statistics and curves, the temporary
   % data read back, a refused fit and a parameter map set from an array.
-  evalc('kinetra(''process'', tissue, ''none'', ''none'', mask);');
+  quiet('process', tissue, 'none', 'none', mask);
   k1 = kinetra('get', 'model', 'k1');
   [k2, e2, i2, s2] = kinetra('get', 'model', 'k2');
   chi = kinetra('get', 'chisquare');
   n = kinetra('get', 'numiter');
   tac = kinetra('get', 'tac', '_data_', 'none', [0 0 0]);
   [d, t] = kinetra('get', 'data', '_data_');
-  evalc('kinetra(''process'', ''nosuch'', ''none'', ''none'', mask);');
-  evalc('kinetra(''set'', ''model'', ''k1'', ''initvalue'', 0.3 * ones(size(k1)));');
+  quiet('process', 'nosuch', 'none', 'none', mask);
+  quiet('set', 'model', 'k1', 'initvalue', 0.3 * ones(size(k1)));
   names = kinetra('get', 'data');
   calls = 10;
 end
@@ -43,23 +43,8 @@ function f = memory_stays_flat()
   tissue = repmat(tissue, [8 8 4 1]);
   mask = false(16, 16, 8);
   mask(1:2, 1:2, 1) = true;
-  calls = {
-    {'set', 'tac', 'plasma', [frames(:, 1), plasma]}
-    {'select', 'input', 'LinearInterpolation'}
-    {'set', 'input', 'init', 'plasma'}
-    {'select', 'model', 'Generic_1TC'}
-    {'set', 'model', 'input', 'LinearInterpolation'}
-    {'set', 'model', 'alpha', 'state', 'const'}
-    {'set', 'model', 'beta', 'state', 'const'}
-    {'select', 'protocol', 'Generic'}
-    {'set', 'protocol', 'model', 'Generic_1TC'}
-    {'set', 'protocol', 'optimizer', 'Levenberg-Marquardt'}
-    {'select', 'optimizer', 'Levenberg-Marquardt'}
-    {'set', 'verbosity', 0}
-  };
-  for i = 1:numel(calls)
-    evalc('kinetra(calls{i}{:});');
-  end
+  run_calls([one_tissue_calls(frames, plasma, '', [0.3 0.1], [1 0.05], [], 'Levenberg-Marquardt');
+             {{'set', 'verbosity', 0}}]);
   % Warm-up: Octave's and the allocator's pools reach their working size.
   for i = 1:30
     cycle(tissue, mask);
@@ -79,7 +64,7 @@ function f = memory_stays_flat()
   if isempty(strfind(getenv('LD_PRELOAD'), 'asan'))
     f = expect(f, growth < 4, 'RSS grew by %.2f MB over %d calls', growth, total);
   end
-  evalc('kinetra(''set'', ''verbosity'', 1);');
+  quiet('set', 'verbosity', 1);
 end
 
 function f = descriptors_stay_flat()
@@ -91,9 +76,9 @@ function f = descriptors_stay_flat()
   clear kinetra;
   before = open_descriptors();
   for i = 1:100
-    evalc('kinetra(''set'', ''logfile'', logfile);');
-    evalc('kinetra(''status'');');
-    evalc('kinetra(''set'', ''verbosity'', 1);');
+    quiet('set', 'logfile', logfile);
+    quiet('status');
+    quiet('set', 'verbosity', 1);
     clear kinetra;
   end
   after = open_descriptors();

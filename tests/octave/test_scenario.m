@@ -3,20 +3,17 @@
 function test_scenario()
   addpath(fullfile(fileparts(mfilename('fullpath')), '..', '..', 'examples'));
   clear kinetra;
-  evalc('kinetra(''reset'');');
+  quiet('reset');
   nx = 4; ny = 4; nz = 2;
   [frames, plasma, tissue, k1, k2, alpha, beta] = one_tissue_data(nx, ny, nz);
   T = size(frames, 1);
   ok = true;
 
-  configure = [one_tissue_calls(frames, plasma, 'kBq/ml', [0.3 0.1], [alpha beta], [3 3], 'Levenberg-Marquardt'); {
-    {'set', 'data', 'tissue', tissue, frames, 'kBq/ml'}}];
-  for i = 1:numel(configure)
-    out = evalc('kinetra(configure{i}{:});');
-    if ~isempty(strfind(out, 'unknown or invalid command')) || ~isempty(strfind(out, 'ERROR'))
-      printf('step %d printed:\n%s', i, out);
-      ok = false;
-    end
+  out = run_calls([one_tissue_calls(frames, plasma, 'kBq/ml', [0.3 0.1], [alpha beta], [3 3], 'Levenberg-Marquardt'); {
+    {'set', 'data', 'tissue', tissue, frames, 'kBq/ml'}}]);
+  if ~isempty(strfind(out, 'unknown or invalid command')) || ~isempty(strfind(out, 'ERROR'))
+    printf('the set-up printed:\n%s', out);
+    ok = false;
   end
 
   out = evalc('kinetra(''process'', ''tissue'', ''none'', ''none'', true(nz, ny, nx));');
@@ -42,17 +39,15 @@ function test_scenario()
   ok &= max(abs(tac(:, 3) - squeeze(tissue(2, 3, 2, :)))) < 1e-9 * max(abs(tissue(:)));
 
   for topic = {'protocol', 'model', 'parameter'}
-    out = evalc(sprintf('kinetra(''show'', ''%s'');', topic{1}));
-    ok &= ~isempty(out);
+    ok &= ~isempty(quiet('show', topic{1}));
   end
 
   % The same with 2% noise and an error dataset: every voxel converges and the true
   % values lie within a few reported errors.
   [~, ~, noisy] = one_tissue_data(nx, ny, nz, 0.02, 7);
   sigma = 0.02 * max(abs(tissue), 0.01 * max(abs(tissue(:))));
-  evalc('kinetra(''set'', ''data'', ''noisy'', noisy, frames, ''kBq/ml'');');
-  evalc('kinetra(''set'', ''data'', ''sigma'', sigma, frames, ''kBq/ml'');');
-  evalc('kinetra(''process'', ''noisy'', ''sigma'', ''none'', true(nz, ny, nx));');
+  run_calls({{'set', 'data', 'noisy', noisy, frames, 'kBq/ml'}, {'set', 'data', 'sigma', sigma, frames, 'kBq/ml'}, ...
+             {'process', 'noisy', 'sigma', 'none', true(nz, ny, nx)}});
   [fk1, ek1] = kinetra('get', 'model', 'k1');
   [fk2, ek2] = kinetra('get', 'model', 'k2');
   flags = kinetra('get', 'exit');
