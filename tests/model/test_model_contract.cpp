@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <type_traits>
 #include <typeinfo>
 
 #include "VOI.h"
@@ -41,15 +40,13 @@ struct ModelRow {
     std::vector<std::string> notDerivative = {};  // rows pinned where the model is tested
 };
 
+// The default model (kBq/ml) with the parameters set in order.
 template <class M>
 std::function<Model*(const Values&)> maker() {
     return [](const Values& p) -> Model* {
-        if constexpr (std::is_constructible<M, Unit, double, double, double, double, double, double>::value)
-            return new M(Unit("kBq/ml"), p[0], p[1], p[2], p[3], p[4], p[5]);
-        else if constexpr (std::is_constructible<M, Unit, double, double, double, double>::value)
-            return new M(Unit("kBq/ml"), p[0], p[1], p[2], p[3]);
-        else
-            return new M(Unit("kBq/ml"), p[0], p[1], p[2]);
+        Model* m = new M;
+        for (unsigned i = 0; i < p.size(); ++i) m->setParameterValueByIndex(i, 0, 0, 0, p[i]);
+        return m;
     };
 }
 
