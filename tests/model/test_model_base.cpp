@@ -118,17 +118,22 @@ TEST(ModelBase, CreateTACAndDelta) {
     EXPECT_EQ(delta->getDimensionZ(), 0u);
 }
 
-TEST(ModelBase, InputsAreListedFoundAndRemoved) {
+// Inputs by name and number, their parameters by name across the inputs: an
+// unknown input parameter reports, then the first input's failure for the
+// empty name answers its first parameter.
+TEST(ModelBase, InputsAndTheirParameters) {
     RampInput a(1.0, "a"), b(1.0, "b");
+    a.resize(2);
+    b.resize(3);
     Generic_1TC_Model m;
     mexhost::clearOutput();
     EXPECT_EQ(m.createData(0.0, 10.0, 3), nullptr);
     EXPECT_EQ(m.createTAC(0.0, 10.0, 3, 0, 0, 0, -1), nullptr);
     EXPECT_EQ(m.createDelta(0.0, 10.0, 3, 0, 0, 0), nullptr);
     EXPECT_EQ(occurrences(mexhost::takeOutput(), "): no input function set for model 'Generic_1TC' \n"), 3u);
-    m.addInput(&a);
-    m.addInput(&b);
-    m.addInput(&a);
+    EXPECT_EQ(m.getInputParameter("q").getName(), "");  // no input: a placeholder
+    mexhost::clearOutput();
+    for (RampInput* input : {&a, &b, &a}) m.addInput(input);
     EXPECT_EQ(m.getInputNames(), (std::vector<std::string>{"a", "b", "a"}));
     EXPECT_EQ(m.getInput("b"), &b);
     EXPECT_EQ(m.getInput("c"), &a);  // the first, without a message
@@ -138,33 +143,16 @@ TEST(ModelBase, InputsAreListedFoundAndRemoved) {
     EXPECT_EQ(m.getInput("c", 4.0), 0.0);
     EXPECT_EQ(m.getInput(7u), &a);
     EXPECT_EQ(m.getInput(7u, 1.0), 0.0);
-    const std::string unknown = mexhost::takeOutput();
+    std::string out = mexhost::takeOutput();
     for (const char* text : {"): Model::getInput() unknown input 'c' \n", "): Model::getInput() unknown input 7 \n"})
-        EXPECT_NE(unknown.find(text), std::string::npos) << unknown;
-    m.setChanged(false);
-    m.removeInput(&a);
-    EXPECT_TRUE(m.getChanged());
-    EXPECT_EQ(m.getInputNames(), (std::vector<std::string>{"b"}));
-    m.removeInput("b");
-    EXPECT_EQ(m.getNumInputs(), 0u);
-}
+        EXPECT_NE(out.find(text), std::string::npos) << out;
 
-// Input parameters by name across the inputs; an unknown name reports, then
-// the first input's failure for the empty name answers its first parameter.
-TEST(ModelBase, InputParameters) {
-    RampInput a(1.0, "a"), b(1.0, "b");
-    a.resize(2);
-    b.resize(3);
-    Generic_1TC_Model m;
-    m.addInput(&a);
-    m.addInput(&b);
     EXPECT_EQ(m.hasInputParameter("p1"), 0);
     EXPECT_EQ(m.hasInputParameter("p2"), 1);
     EXPECT_EQ(m.hasInputParameter("k1"), -1);
     EXPECT_EQ(&m.getInputParameter("p2"), &b.getParameter("p2"));
-    mexhost::clearOutput();
     EXPECT_EQ(&m.getInputParameter("q"), &a.getParameter("p0"));
-    const std::string out = mexhost::takeOutput();
+    out = mexhost::takeOutput();
     EXPECT_NE(out.find("Model::sgtInputParameter() unknown input parameter 'q'ERROR Optimizable("), std::string::npos)
         << out;
     EXPECT_NE(out.find("Optimizable::getParameter() unknown parameter ''"), std::string::npos) << out;
@@ -172,9 +160,13 @@ TEST(ModelBase, InputParameters) {
     EXPECT_FALSE(b.isParameterFree("p0"));
     m.freeInputParameters();
     EXPECT_TRUE(b.isParameterFree("p0"));
-    Generic_1TC_Model bare;  // no input: a placeholder
-    EXPECT_EQ(bare.getInputParameter("q").getName(), "");
-    mexhost::clearOutput();
+
+    m.setChanged(false);
+    m.removeInput(&a);
+    EXPECT_TRUE(m.getChanged());
+    EXPECT_EQ(m.getInputNames(), (std::vector<std::string>{"b"}));
+    m.removeInput("b");
+    EXPECT_EQ(m.getNumInputs(), 0u);
 }
 
 TEST(ModelBase, CopyFromDerAllAndReport) {

@@ -1,7 +1,6 @@
-// The one- and two-tissue models beyond the shared contract: the one-tissue
-// limit, the stable forms of the coefficients, degenerate parameter sets, rows
-// kept although they are not derivatives, voxels, caches and the myocardial
-// blood flow.
+// The one- and two-tissue models beyond the shared contract: the coefficients'
+// stable forms and unbound limit, degenerate sets, rows kept although they are
+// not derivatives, voxels, caches and the myocardial blood flow.
 #include <gtest/gtest.h>
 
 #include <cstdio>
