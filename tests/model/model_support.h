@@ -1,5 +1,5 @@
-// Helpers of the model tests: test inputs, blood curves and an independent
-// reference for convolutions of a piecewise linear curve.
+// Helpers of the model and input tests: a ramp input with closed-form
+// convolutions, a measured blood curve and the quadrature oracles.
 #ifndef KINETRA_TESTS_MODEL_SUPPORT_H
 #define KINETRA_TESTS_MODEL_SUPPORT_H
 
@@ -39,8 +39,7 @@ public:
     double convExp(double k, double t, unsigned x, unsigned y, unsigned z) override {
         ++convs;
         voxel = {x, y, z};
-        if (k == 0.0) return a_ * t * t / 2;
-        return a_ * (t / k - (1 - std::exp(-k * t)) / (k * k));
+        return k == 0.0 ? a_ * t * t / 2 : a_ * (t / k - (1 - std::exp(-k * t)) / (k * k));
     }
     double convTimeExp(double k, double t, unsigned x, unsigned y, unsigned z) override {
         ++convTs;
@@ -98,49 +97,32 @@ struct Polyline {
     }
 };
 
-// 12-point Gauss-Legendre nodes and weights on [-1, 1] (Newton on P_n).
-struct GaussLegendre {
-    std::vector<double> x, w;
-    explicit GaussLegendre(int n) : x(n), w(n) {
-        for (int i = 0; i < n; ++i) {
-            double z = std::cos(M_PI * (i + 0.75) / (n + 0.5)), dp = 0;
-            for (int iter = 0; iter < 100; ++iter) {
-                double p0 = 1, p1 = 0;
-                for (int j = 1; j <= n; ++j) {
-                    const double p2 = p1;
-                    p1 = p0;
-                    p0 = ((2 * j - 1) * z * p1 - (j - 1) * p2) / j;
-                }
-                dp = n * (z * p0 - p1) / (z * z - 1);
-                const double dz = p0 / dp;
-                z -= dz;
-                if (std::fabs(dz) < 1e-16) break;
-            }
-            x[i] = z;
-            w[i] = 2 / ((1 - z * z) * dp * dp);
-        }
+// int_a^b f by 10-point Gauss-Legendre on `panels` equal panels: exact to
+// round-off for smooth integrands on short panels.
+template <class F>
+double integrate(F f, double a, double b, int panels = 64) {
+    static const double x[5] = {0.1488743389816312, 0.4333953941292472, 0.6794095682990244, 0.8650633666889845,
+                                0.9739065285171717};
+    static const double w[5] = {0.2955242247147529, 0.2692667193099963, 0.2190863625159820, 0.1494513491505806,
+                                0.0666713443086881};
+    const double h = (b - a) / panels;
+    double sum = 0.0;
+    for (int p = 0; p < panels; ++p) {
+        const double m = a + (p + 0.5) * h, r = 0.5 * h;
+        for (int i = 0; i < 5; ++i) sum += w[i] * r * (f(m - r * x[i]) + f(m + r * x[i]));
     }
-};
+    return sum;
+}
 
-// int_0^t f(u) du for an integrand f built on the curve: split at the
-// samples so that every piece is smooth, composite Gauss-Legendre over pieces
-// of at most 10 s.
+// int_0^t f(u) du for an integrand built on the curve: split at the samples
+// so that every piece is smooth, panels of at most 10 s.
 template <class F>
 double referenceIntegral(const Polyline& c, double t, F f) {
-    static const GaussLegendre gauss(12);
-    std::vector<double> cuts{0.0};
-    for (double T : c.T)
-        if (T > 0 && T < t) cuts.push_back(T);
-    cuts.push_back(t);
-    double sum = 0;
-    for (size_t i = 0; i + 1 < cuts.size(); ++i) {
-        const int pieces = std::max(1, static_cast<int>(std::ceil((cuts[i + 1] - cuts[i]) / 10.0)));
-        const double h = (cuts[i + 1] - cuts[i]) / pieces;
-        for (int p = 0; p < pieces; ++p)
-            for (size_t j = 0; j < gauss.x.size(); ++j) {
-                const double u = cuts[i] + (p + 0.5) * h + 0.5 * h * gauss.x[j];
-                sum += 0.5 * h * gauss.w[j] * f(u);
-            }
+    double sum = 0.0, a = 0.0;
+    for (size_t i = 0; i <= c.T.size() && a < t; ++i) {
+        const double b = i < c.T.size() ? std::min(c.T[i], t) : t;
+        if (b > a) sum += integrate(f, a, b, std::max(1, static_cast<int>(std::ceil((b - a) / 10.0))));
+        a = std::max(a, b);
     }
     return sum;
 }
@@ -148,6 +130,12 @@ double referenceIntegral(const Polyline& c, double t, F f) {
 // int_0^t exp(-k (t - u)) [u] C(u) du.
 inline double referenceConv(const Polyline& c, double k, double t, bool timed = false) {
     return referenceIntegral(c, t, [&](double u) { return std::exp(-k * (t - u)) * (timed ? u : 1.0) * c(u); });
+}
+
+// (f(v + h) - f(v - h)) / 2h.
+template <class F>
+double centralDifference(F f, double v, double h) {
+    return (f(v + h) - f(v - h)) / (2 * h);
 }
 
 // The measured blood curve of 30 frames as an input, with its polyline and
@@ -165,27 +153,14 @@ struct Blood {
     double c1(double k1, double k2, double t) const { return k1 / 60 * referenceConv(line, k2 / 60, t); }
 };
 
-// Two inputs in other units than the model's kBq/ml: the blood curve in
-// Bq/ml (scale_ = 1 / 1000) and a slow line in MBq/ml.
-struct TwoInputs {
-    Blood b;
-    std::unique_ptr<LinearInterpolation> first = measuredInput(b.times, b.values, Unit("Bq/ml"), "first");
-    std::vector<double> other = line(b.times);
-    std::unique_ptr<LinearInterpolation> second = measuredInput(b.times, other, Unit("MBq/ml"), "second");
-    Polyline secondLine{b.times, other};
-    void addTo(Model& m) const {
-        m.addInput(first.get());
-        m.addInput(second.get());
-    }
-    static std::vector<double> line(const std::vector<double>& times) {
-        std::vector<double> v;
-        for (double t : times) v.push_back(0.5 + 0.001 * t);
-        return v;
-    }
-};
-
 inline void expectRelative(double actual, double expected, double tolerance, const std::string& what) {
     EXPECT_NEAR(actual, expected, tolerance * std::max(std::fabs(expected), 1e-300)) << what;
+}
+
+inline size_t occurrences(const std::string& text, const std::string& part) {
+    size_t n = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
+    return n;
 }
 
 }  // namespace model_test
