@@ -93,14 +93,12 @@ TEST(FilterCommand, RefusedFormsPrintTheirTextAndReturnNothing) {
                                            logicals({1, 1, 4}, {1, 1, 1, 1})};
          },
          head + " \n"},
-        {"negative pad", [] { return std::vector<test::Arg>{"filter", doubles({2, 2, 2}), "pad-3"}; },
-         "WARNING: invalid filter size '-3'\n"},
     };
     for (const Case& c : cases) {
         Session s;
         Result r = s.call(c.args(), 3);
         EXPECT_EQ(text(r), c.text) << c.label;
-        EXPECT_TRUE(r.isFalse() || std::string(c.label) == "negative pad") << c.label;
+        EXPECT_TRUE(r.isFalse()) << c.label;
         EXPECT_TRUE(s.workspace->getData().empty()) << c.label;
         EXPECT_TRUE(s.workspace->getVOI().empty()) << c.label;
     }
@@ -118,7 +116,7 @@ TEST(FilterCommand, OutputsOfEachForm) {
     // Voxel 1: curve 2, 4, 6; frames 0..2, 0..2 (cut), 1..2.
     EXPECT_EQ(values(mean.out(0))[1], 4.0);
     EXPECT_EQ(values(mean.out(0))[4 * 2 + 1], 5.0);
-    EXPECT_EQ(values(mean.out(1)), (Values{0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(values(mean.out(1)), Values(6, 0.0));
     EXPECT_EQ(str(mxGetCell(mean.out(2), 0)), "");
 
     // A VOI statistic: one value per frame, with the data's times and unit.
@@ -183,33 +181,24 @@ TEST(ClusterCommand, RefusedForms) {
         const char* label;
         std::vector<test::Arg> (*args)();
         std::string text;
-        bool accepted;
     };
     const std::string head = kHead;
     const Case cases[] = {
         {"three arguments", [] { return std::vector<test::Arg>{"cluster", row4(2), 2}; },
-         "WARNING: cluster needs at least 2 arguments: data n dist\n", true},
-        {"unknown data", [] { return std::vector<test::Arg>{"cluster", "none", 2, "L2"}; },
-         "KINETRA: cannot find dataset 'none'\n", true},
-        {"2D data", [] { return std::vector<test::Arg>{"cluster", doubles({2, 2}), 2, "L2"}; },
-         "KINETRA: data is not 3D or 4D\n", true},
+         "WARNING: cluster needs at least 2 arguments: data n dist\n"},
         {"unknown VOI", [] { return std::vector<test::Arg>{"cluster", row4(2), "none", 2, "L2"}; },
-         head + "VOI 'none' not found\n \n", true},
-        {"no clusters", [] { return std::vector<test::Arg>{"cluster", row4(2), 0, "L2"}; },
-         head + "number of clusters must be > 0 \n", true},
+         head + "VOI 'none' not found\n \n"},
         {"negative count", [] { return std::vector<test::Arg>{"cluster", row4(2), -3, "L2"}; },
-         head + "number of clusters must be > 0 \n", true},
+         head + "number of clusters must be > 0 \n"},
         {"NaN count", [] { return std::vector<test::Arg>{"cluster", row4(2), NAN, "L2"}; },
-         head + "number of clusters must be > 0 \n", true},
-        {"too many", [] { return std::vector<test::Arg>{"cluster", row4(2), 300, "L2"}; },
-         "ERROR util/Cluster: more than 255 clusters not supported! \n", true},
+         head + "number of clusters must be > 0 \n"},
         {"distance no string", [] { return std::vector<test::Arg>{"cluster", row4(2), 2, 1}; },
-         head + "distance must be a string of 'L1', 'L2', 'WL1', 'WL2' \n", true},
+         head + "distance must be a string of 'L1', 'L2', 'WL1', 'WL2' \n"},
         {"thresholds of another count",
-         [] { return std::vector<test::Arg>{"cluster", row4(2), 2, doubles({1, 3}, {0.1, 0.5, 0.9}), "L2"}; }, "", true},
+         [] { return std::vector<test::Arg>{"cluster", row4(2), 2, doubles({1, 3}, {0.1, 0.5, 0.9}), "L2"}; }, ""},
         {"too many arguments",
          [] { return std::vector<test::Arg>{"cluster", row4(2), 2, doubles({1, 2}, {0.1, 0.9}), 1, "L2"}; },
-         unknown("cluster ... ... ... ... L2"), false},
+         unknown("cluster ... ... ... ... L2")},
     };
     for (const Case& c : cases) {
         Session s;
