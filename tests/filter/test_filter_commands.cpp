@@ -23,6 +23,8 @@ using test::Values;
 
 namespace {
 
+using Args = std::vector<test::Arg>;
+
 // A Z x Y x X x T array (Matlab order) with element (t, x, y, z) = f.
 template <class F>
 mxArray* series(unsigned Z, unsigned Y, unsigned X, unsigned T, F f) {
@@ -35,6 +37,7 @@ mxArray* series(unsigned Z, unsigned Y, unsigned X, unsigned T, F f) {
 }
 
 mxArray* logicals(Dims sizes, Values v) { return mexhost::makeArray(mxLOGICAL_CLASS, sizes, v); }
+mxArray* all4() { return logicals({1, 1, 4}, {1, 1, 1, 1}); }
 
 // A 1x1x4 voxel row of T frames: voxel x has the curve (x + 1) * (t + 1).
 mxArray* row4(unsigned T) {
@@ -52,56 +55,49 @@ std::string text(const Result& r) {
 
 const char* kHead = "ERROR interfaces/MatlabInterface: ";
 
+// A refused call: its text, a false answer, and a workspace left empty.
+struct Refused {
+    const char* label;
+    Args (*args)();
+    std::string text;
+};
+template <size_t N>
+void expectRefused(const Refused (&cases)[N], int nlhs) {
+    for (const Refused& c : cases) {
+        Session s;
+        Result r = s.call(c.args(), nlhs);
+        EXPECT_EQ(text(r), c.text) << c.label;
+        EXPECT_TRUE(r.isFalse()) << c.label;
+        EXPECT_TRUE(s.workspace->getData().empty() && s.workspace->getVOI().empty()) << c.label;
+    }
+}
+
 }  // namespace
 
 TEST(FilterCommand, RefusedFormsPrintTheirTextAndReturnNothing) {
-    struct Case {
-        const char* label;
-        std::vector<test::Arg> (*args)();
-        std::string text;
-    };
     const std::string head = kHead;
-    const Case cases[] = {
-        {"two arguments", [] { return std::vector<test::Arg>{"filter", row4(2)}; }, unknown("filter ...")},
-        {"unknown data", [] { return std::vector<test::Arg>{"filter", "none", "tmean2"}; },
-         "KINETRA: cannot find dataset 'none'\n"},
-        {"2D data", [] { return std::vector<test::Arg>{"filter", doubles({3, 3}), "tmean2"}; },
-         "KINETRA: data is not 3D or 4D\n"},
-        {"unknown type, more arguments",
-         [] { return std::vector<test::Arg>{"filter", row4(2), "decay", 2.0}; },
-         "WARNING: unknown filter type 'decay'"},
-        {"voi too few", [] { return std::vector<test::Arg>{"filter", row4(2), "voi", logicals({1, 1, 4}, {1, 1, 1, 1})}; },
-         unknown("filter ... voi ...")},
-        {"norm too few", [] { return std::vector<test::Arg>{"filter", row4(2), "norm", "mean", "a"}; },
+    const Refused cases[] = {
+        {"two arguments", [] { return Args{"filter", row4(2)}; }, unknown("filter ...")},
+        {"unknown data", [] { return Args{"filter", "none", "tmean2"}; }, "KINETRA: cannot find dataset 'none'\n"},
+        {"2D data", [] { return Args{"filter", doubles({3, 3}), "tmean2"}; }, "KINETRA: data is not 3D or 4D\n"},
+        {"unknown type", [] { return Args{"filter", row4(2), "decay", 2.0}; }, "WARNING: unknown filter type 'decay'"},
+        {"voi too few", [] { return Args{"filter", row4(2), "voi", all4()}; }, unknown("filter ... voi ...")},
+        {"norm too few", [] { return Args{"filter", row4(2), "norm", "mean", "a"}; },
          unknown("filter ... norm mean a")},
-        {"unknown VOI", [] { return std::vector<test::Arg>{"filter", row4(2), "voi", "none", "mean"}; },
+        {"unknown VOI", [] { return Args{"filter", row4(2), "voi", "none", "mean"}; },
          "KINETRA: cannot find VOI 'none'\n"},
-        {"VOI of doubles", [] { return std::vector<test::Arg>{"filter", row4(2), "voi", doubles({1, 1, 4}), "mean"}; },
+        {"VOI of doubles", [] { return Args{"filter", row4(2), "voi", doubles({1, 1, 4}), "mean"}; },
          "KINETRA: VOI is not 3D\n"},
-        {"voi on 3D", [] {
-             return std::vector<test::Arg>{"filter", doubles({1, 1, 4}), "voi", logicals({1, 1, 4}, {1, 1, 1, 1}), "mean"};
-         },
+        {"voi on 3D", [] { return Args{"filter", doubles({1, 1, 4}), "voi", all4(), "mean"}; },
          "KINETRA: data '_filter_data_' is not 4D\n"},
-        {"unknown VOI method",
-         [] { return std::vector<test::Arg>{"filter", row4(2), "voi", logicals({1, 1, 4}, {1, 1, 1, 1}), "mode"}; },
+        {"unknown VOI method", [] { return Args{"filter", row4(2), "voi", all4(), "mode"}; },
          "WARNING: unknown VOI method 'mode'"},
         {"VOI of another grid",
-         [] { return std::vector<test::Arg>{"filter", row4(2), "voi", logicals({1, 2, 2}, {1, 1, 1, 1}), "mean"}; },
+         [] { return Args{"filter", row4(2), "voi", logicals({1, 2, 2}, {1, 1, 1, 1}), "mean"}; },
          "KINETRA: VOI '_filter_voi_' (2x2x1) is not on the grid of data '_filter_data_' (4x1x1)\n"},
-        {"norm by a sum", [] {
-             return std::vector<test::Arg>{"filter", row4(2), "norm", "sum", logicals({1, 1, 4}, {1, 1, 1, 1}),
-                                           logicals({1, 1, 4}, {1, 1, 1, 1})};
-         },
-         head + " \n"},
+        {"norm by a sum", [] { return Args{"filter", row4(2), "norm", "sum", all4(), all4()}; }, head + " \n"},
     };
-    for (const Case& c : cases) {
-        Session s;
-        Result r = s.call(c.args(), 3);
-        EXPECT_EQ(text(r), c.text) << c.label;
-        EXPECT_TRUE(r.isFalse()) << c.label;
-        EXPECT_TRUE(s.workspace->getData().empty()) << c.label;
-        EXPECT_TRUE(s.workspace->getVOI().empty()) << c.label;
-    }
+    expectRefused(cases, 3);
 }
 
 TEST(FilterCommand, OutputsOfEachForm) {
@@ -165,8 +161,8 @@ TEST(FilterCommand, TemporariesNeverTouchTheWorkspace) {
     s.call({"set", "data", "_cluster_data_", doubles({1, 1, 2}, {7, 8})});
     s.call({"set", "voi", "_filter_voi_", logicals({1, 1, 2}, {1, 1})});
     s.call({"set", "voi", "_filter_voi1_", logicals({1, 1, 2}, {1, 1})});
-    s.call({"filter", row4(2), "voi", logicals({1, 1, 4}, {1, 1, 1, 1}), "mean"});
-    s.call({"filter", row4(2), "norm", "mean", logicals({1, 1, 4}, {1, 1, 1, 1}), logicals({1, 1, 4}, {1, 1, 1, 1})});
+    s.call({"filter", row4(2), "voi", all4(), "mean"});
+    s.call({"filter", row4(2), "norm", "mean", all4(), all4()});
     s.call({"filter", "_filter_data_", "pad4"});
     s.call({"cluster", row4(2), logicals({1, 1, 4}, {1, 1, 0, 0}), 2, "L2"});
     EXPECT_EQ(s.workspace->getData(), (std::vector<std::string>{"_cluster_data_", "_filter_data_"}));
@@ -177,36 +173,24 @@ TEST(FilterCommand, TemporariesNeverTouchTheWorkspace) {
 }
 
 TEST(ClusterCommand, RefusedForms) {
-    struct Case {
-        const char* label;
-        std::vector<test::Arg> (*args)();
-        std::string text;
-    };
     const std::string head = kHead;
-    const Case cases[] = {
-        {"three arguments", [] { return std::vector<test::Arg>{"cluster", row4(2), 2}; },
+    const Refused cases[] = {
+        {"three arguments", [] { return Args{"cluster", row4(2), 2}; },
          "WARNING: cluster needs at least 2 arguments: data n dist\n"},
-        {"unknown VOI", [] { return std::vector<test::Arg>{"cluster", row4(2), "none", 2, "L2"}; },
+        {"unknown VOI", [] { return Args{"cluster", row4(2), "none", 2, "L2"}; },
          head + "VOI 'none' not found\n \n"},
-        {"negative count", [] { return std::vector<test::Arg>{"cluster", row4(2), -3, "L2"}; },
+        {"negative count", [] { return Args{"cluster", row4(2), -3, "L2"}; },
          head + "number of clusters must be > 0 \n"},
-        {"NaN count", [] { return std::vector<test::Arg>{"cluster", row4(2), NAN, "L2"}; },
+        {"NaN count", [] { return Args{"cluster", row4(2), NAN, "L2"}; },
          head + "number of clusters must be > 0 \n"},
-        {"distance no string", [] { return std::vector<test::Arg>{"cluster", row4(2), 2, 1}; },
+        {"distance no string", [] { return Args{"cluster", row4(2), 2, 1}; },
          head + "distance must be a string of 'L1', 'L2', 'WL1', 'WL2' \n"},
         {"thresholds of another count",
-         [] { return std::vector<test::Arg>{"cluster", row4(2), 2, doubles({1, 3}, {0.1, 0.5, 0.9}), "L2"}; }, ""},
-        {"too many arguments",
-         [] { return std::vector<test::Arg>{"cluster", row4(2), 2, doubles({1, 2}, {0.1, 0.9}), 1, "L2"}; },
+         [] { return Args{"cluster", row4(2), 2, doubles({1, 3}, {0.1, 0.5, 0.9}), "L2"}; }, ""},
+        {"too many arguments", [] { return Args{"cluster", row4(2), 2, doubles({1, 2}, {0.1, 0.9}), 1, "L2"}; },
          unknown("cluster ... ... ... ... L2")},
     };
-    for (const Case& c : cases) {
-        Session s;
-        Result r = s.call(c.args(), 1);
-        EXPECT_EQ(text(r), c.text) << c.label;
-        EXPECT_TRUE(r.isFalse()) << c.label;
-        EXPECT_TRUE(s.workspace->getData().empty()) << c.label;
-    }
+    expectRefused(cases, 1);
 }
 
 TEST(ClusterCommand, LabelsOfEachForm) {
@@ -226,7 +210,7 @@ TEST(ClusterCommand, LabelsOfEachForm) {
     EXPECT_EQ(values(masked.out(0)), (Values{0, 1, 1, 2}));
 
     // Thresholds on a volume: means at 0.1 and 0.9 of 0..10.
-    Result fixed = s.call({"cluster", doubles({1, 1, 4}, {0, 4, 6, 10}), logicals({1, 1, 4}, {1, 1, 1, 1}), 2,
+    Result fixed = s.call({"cluster", doubles({1, 1, 4}, {0, 4, 6, 10}), all4(), 2,
                            doubles({1, 2}, {0.1, 0.9}), "L2"});
     EXPECT_EQ(values(fixed.out(0)), (Values{1, 1, 2, 2}));
 
