@@ -223,7 +223,7 @@ TEST(Analyze, TimeFileRules) {
     EXPECT_EQ(takeText(), "WARNING: no acquisition times for file '" + base + "'\n");
 }
 
-TEST(Analyze, TypeNamesGoByTheHighestBit) {
+TEST(Analyze, TypeNamesByTheHighestBitAndTimeHelpers) {
     const std::pair<int, const char*> names[] = {
         {0, "UNKNOWN"}, {1, "BINARY"}, {2, "UNSIGNED_CHAR"}, {3, "UNSIGNED_CHAR"}, {4, "SIGNED_SHORT"},
         {8, "SIGNED_INT"}, {16, "FLOAT"}, {32, "COMPLEX"}, {64, "DOUBLE"}, {127, "DOUBLE"}, {128, "RGB"},
@@ -245,9 +245,7 @@ TEST(Analyze, TypeNamesGoByTheHighestBit) {
     a.setType("RGB");
     EXPECT_EQ(takeText(), "ERROR util/Analyze: unsupported type 'RGB' \n");
     EXPECT_EQ(a.getType(), "SIGNED_SHORT");
-}
-
-TEST(Analyze, TimeHelpers) {
+    // Time helpers.
     EXPECT_EQ(Analyze::timeInSeconds("010203"), 3723);
     EXPECT_EQ(Analyze::timeAdd("235959", 2), "240001");
     EXPECT_EQ(Analyze::timeAdd("000000", 0), "000000");
