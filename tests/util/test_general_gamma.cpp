@@ -14,13 +14,9 @@
 
 namespace {
 
-// exp(-k c) int_0^c t^(b-1) e^(-a t) dt with t = c' v^p: e^(-k c) c'^b p
-// int_0^1 v^(p b - 1) exp(-a c' v^p) dv. p = 1/b for b < 1 takes away the
-// singularity at 0; for b >= 1 p = 1 keeps the integrand smooth. For a > 0
-// the range ends at c' = min(c, (b + 80) / a), past which the integrand is
-// below e^-80 of its mass. The logarithm of the integrand's largest value is
-// taken out in front so that the integrand stays in (0, 1], and the result is
-// inf when it overflows.
+// exp(-k c) G by t = c' v^p (p = 1/b for b < 1 removes the singularity at
+// 0), c' = min(c, (b + 80) / a) for a > 0, and the integrand's largest
+// logarithm taken out in front so that it stays in (0, 1].
 long double reference(double k, double a, double b, double c) {
     const long double cc = a > 0.0 ? std::min(static_cast<long double>(c), (b + 80.0L) / a) : c;
     const long double ac = static_cast<long double>(a) * cc;
