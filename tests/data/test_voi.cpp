@@ -52,12 +52,9 @@ TEST(VOI, StatisticsOverAVolume) {
     odd(2) = 5;
     EXPECT_EQ(VOI(3, 1, 1, 1).median(odd), 5.0);
 
-    // An empty mask.
-    VOI empty(3, 1, 1, 0);
-    EXPECT_EQ(empty.sum(odd), 0.0);
+    VOI empty(3, 1, 1, 0);  // no active voxel: zeros, and the mean 0/0
+    EXPECT_EQ(empty.sum(odd) + empty.min(odd) + empty.median(odd), 0.0);
     EXPECT_TRUE(std::isnan(empty.mean(odd)));
-    EXPECT_EQ(empty.min(odd), 0.0);
-    EXPECT_EQ(empty.median(odd), 0.0);
     EXPECT_EQ(takeText(), "");
 }
 
@@ -71,10 +68,8 @@ TEST(VOI, StatisticsGiveCurves) {
     // A series: one value per frame, with the frames' times and unit.
     Dataset4D<short> series(3, 2, 1, 1, 0);
     for (unsigned t = 0; t < 3; ++t) {
-        series(t, 0, 0, 0) = short(t);
-        series(t, 1, 0, 0) = short(3 * t);
-        series.setTime(t, 10.0 * t);
-        series.setFrameLength(t, 10);
+        series(t, 0, 0, 0) = short(t), series(t, 1, 0, 0) = short(3 * t);
+        series.setTime(t, 10.0 * t), series.setFrameLength(t, 10);
     }
     series.midframe_approx = true;
     series.setUnit(Unit("kBq/ml"));
