@@ -9,16 +9,11 @@
 using datatest::takeText;
 
 TEST(VOI, ActiveCountsAndContainment) {
-    VOI full(2, 2, 2, 1), none(2, 2, 2, 0);
-    EXPECT_EQ(full.numActive(), 8u);
-    EXPECT_EQ(full.numInactive(), 0u);
-    EXPECT_EQ(none.numActive(), 0u);
-    EXPECT_EQ(none.numInactive(), 8u);
-    // Any non-zero value is active.
-    VOI mixed(3, 1, 1, 0);
+    VOI full(2, 2, 2, 1), mixed(3, 1, 1, 0);
     mixed(1) = 1;
-    mixed(2) = 7;
+    mixed(2) = 7;  // any non-zero value is active
     EXPECT_EQ(mixed.numActive(), 2u);
+    EXPECT_EQ(mixed.numInactive(), 1u);
 
     VOI subset(3, 1, 1, 0);
     subset(2) = 1;
@@ -31,7 +26,6 @@ TEST(VOI, ActiveCountsAndContainment) {
     full.setName("f");
     EXPECT_FALSE(mixed.contains(full));
     EXPECT_EQ(takeText(), "ERROR VOI: VOI::contains() dimension mismatch 'm' (3x1x1) versus 'f' (2x2x2) \n");
-
 }
 
 TEST(VOI, StatisticsOverAVolume) {
@@ -51,27 +45,16 @@ TEST(VOI, StatisticsOverAVolume) {
     EXPECT_EQ(mask.max(data), 4.0);
     EXPECT_DOUBLE_EQ(mask.sdev(data), std::sqrt(1.25));  // population form
 
-    Dataset3D<float> two(2, 1, 1, 0.0f);
-    two(0) = 2;
-    two(1) = 4;
-    VOI both(2, 1, 1, 1);
-    EXPECT_EQ(both.sdev(two), 1.0);  // not sqrt(2)
-    EXPECT_EQ(both.median(two), 4.0);
-
     // Odd count: the true middle.
     Dataset3D<double> odd(3, 1, 1, 0.0);
     odd(0) = 9;
     odd(1) = -1;
     odd(2) = 5;
     EXPECT_EQ(VOI(3, 1, 1, 1).median(odd), 5.0);
-    EXPECT_EQ(VOI(3, 1, 1, 1).min(odd), -1.0);
 
-    // An empty mask.
-    VOI empty(3, 1, 1, 0);
-    EXPECT_EQ(empty.sum(odd), 0.0);
+    VOI empty(3, 1, 1, 0);  // no active voxel: zeros, and the mean 0/0
+    EXPECT_EQ(empty.sum(odd) + empty.min(odd) + empty.median(odd), 0.0);
     EXPECT_TRUE(std::isnan(empty.mean(odd)));
-    EXPECT_EQ(empty.min(odd), 0.0);
-    EXPECT_EQ(empty.median(odd), 0.0);
     EXPECT_EQ(takeText(), "");
 }
 
@@ -79,17 +62,14 @@ TEST(VOI, StatisticsGiveCurves) {
     Dataset3D<unsigned short> volume(2, 1, 1, 6);
     VOI mask(2, 1, 1, 1);
     Dataset4D<double> mean = mask.mean(&volume);
-    ASSERT_EQ(mean.getDimensionT(), 1u);
-    EXPECT_EQ(mean.getVolumeSize(), 1u);
+    EXPECT_EQ(mean.getDimensions(), (std::vector<unsigned>{1, 1, 1, 1}));
     EXPECT_EQ(mean(0, 0, 0, 0), 6.0);
 
     // A series: one value per frame, with the frames' times and unit.
     Dataset4D<short> series(3, 2, 1, 1, 0);
     for (unsigned t = 0; t < 3; ++t) {
-        series(t, 0, 0, 0) = short(t);
-        series(t, 1, 0, 0) = short(3 * t);
-        series.setTime(t, 10.0 * t);
-        series.setFrameLength(t, 10);
+        series(t, 0, 0, 0) = short(t), series(t, 1, 0, 0) = short(3 * t);
+        series.setTime(t, 10.0 * t), series.setFrameLength(t, 10);
     }
     series.midframe_approx = true;
     series.setUnit(Unit("kBq/ml"));

@@ -1,6 +1,5 @@
-// Helpers shared by the file tests: a temporary folder per test, whole-file
-// reading and writing, and a byte-level view of Analyze headers that knows
-// the field offsets on its own (it does not use the class under test).
+// File test helpers: a temporary folder, whole files, and a byte-level view
+// of Analyze headers that knows the field offsets on its own.
 #ifndef KINETRA_TESTS_FILES_SUPPORT_H
 #define KINETRA_TESTS_FILES_SUPPORT_H
 
@@ -32,8 +31,6 @@ public:
     ~TempDir() {
         if (path_ != "/tmp") std::system(("rm -rf '" + path_ + "'").c_str());
     }
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
     std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
 private:
@@ -52,20 +49,15 @@ inline std::string readText(const std::string& name) {
     return std::string(b.begin(), b.end());
 }
 
-inline void writeFile(const std::string& name, const void* data, size_t size) {
-    std::ofstream out(name.c_str(), std::ios::binary | std::ios::trunc);
-    out.write(static_cast<const char*>(data), std::streamsize(size));
-}
-inline void writeFile(const std::string& name, const Bytes& b) { writeFile(name, b.data(), b.size()); }
-inline void writeFile(const std::string& name, const std::string& text) {
-    writeFile(name, text.data(), text.size());
+template <class Container>  // Bytes or std::string
+void writeFile(const std::string& name, const Container& b) {
+    std::ofstream(name.c_str(), std::ios::binary | std::ios::trunc).write(reinterpret_cast<const char*>(b.data()),
+                                                                          std::streamsize(b.size()));
 }
 
 inline bool hostIsBig() {
     const uint16_t one = 1;
-    unsigned char first;
-    std::memcpy(&first, &one, 1);
-    return first == 0;
+    return *reinterpret_cast<const unsigned char*>(&one) == 0;
 }
 
 // The bytes of a value in the chosen byte order.
@@ -114,12 +106,7 @@ struct RawHeader {
     }
 };
 
-inline RawHeader readHeaderFile(const std::string& name, bool big = false) {
-    RawHeader h;
-    h.b = readFile(name);
-    h.big = big;
-    return h;
-}
+inline RawHeader readHeaderFile(const std::string& name, bool big = false) { return RawHeader{readFile(name), big}; }
 
 // A hand-made header: sizes X, Y, Z, T after dim[0], a type code and bitpix.
 inline RawHeader makeHeader(bool big, int dims, int X, int Y, int Z, int T, int16_t code, int16_t bitpix) {

@@ -1,8 +1,6 @@
-// Random Analyze files: random header bytes with random dimension counts,
-// sizes and type codes in either byte order, truncated headers and data
-// files, and side files with wrong frame counts and junk lines. Each file is
-// either read whole and right, or refused with nothing handed out; under the
-// sanitizer build this also shows that no case reads past a buffer.
+// Random Analyze files (header bytes, dimensions, type codes, byte order,
+// truncated headers and data, side files with wrong counts and junk) are
+// read whole and right or refused; under the sanitizers no read passes a buffer.
 #include <gtest/gtest.h>
 
 #include <memory>

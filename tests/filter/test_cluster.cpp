@@ -46,8 +46,7 @@ TEST(Cluster, KMeansByHand) {
 
     // Integer data inside a VOI: voxels outside stay 0 and don't move the range.
     Dataset3D<short> shorts(4, 1, 1);
-    const short values[] = {100, 0, 1, 9};
-    for (unsigned i = 0; i < 4; ++i) shorts(i) = values[i];
+    shorts(0) = 100, shorts(1) = 0, shorts(2) = 1, shorts(3) = 9;
     VOI voi(4, 1, 1, 1);
     voi(0) = 0;
     voi.setName("v");
@@ -68,10 +67,6 @@ TEST(Cluster, EmptyClusterMeanGoesToZero) {
     EXPECT_EQ(labelsOf(*image), (std::vector<int>{1, 1, 1, 3}));
     EXPECT_EQ(cluster.getCounts(), (std::vector<unsigned>{3, 0, 1}));
     EXPECT_EQ(cluster.getMean(1), std::vector<double>{0});
-    // Repeated runs agree bit for bit.
-    Cluster again(3);
-    std::unique_ptr<Dataset3D<unsigned char>> second(again.compute(&data, nullptr));
-    EXPECT_EQ(labelsOf(*second), labelsOf(*image));
     takeText();
 }
 
@@ -81,8 +76,7 @@ TEST(Cluster, ThresholdsAndWeights) {
     // 32.5), nearer the second with weights 10, 1 (122.75 against 52.75).
     Dataset4D<float> data(2, 3, 1, 1);
     const float curves[3][2] = {{0, 0}, {10, 10}, {6, 2}};
-    for (unsigned i = 0; i < 3; ++i)
-        for (unsigned t = 0; t < 2; ++t) data(t, i) = curves[i][t];
+    for (unsigned i = 0; i < 6; ++i) data(i % 2, i / 2) = curves[i / 2][i % 2];
     Cluster plain(2);
     plain.setMethod("threshold");
     std::unique_ptr<Dataset3D<unsigned char>> image(plain.compute(&data, nullptr));

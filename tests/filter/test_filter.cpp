@@ -63,10 +63,6 @@ TEST(Filter, VolumeGeometry) {
         EXPECT_DOUBLE_EQ(down->getValue3D(x, y, z), (2 * x + 0.5) + 10 * (2 * y + 0.5) + 100 * (2 * z + 0.5));
     }
 
-    auto crop = run("crop1:2,0:0,0:0", five);
-    ASSERT_EQ(crop->getDimensions(), (std::vector<unsigned>{2, 1, 1}));
-    EXPECT_EQ(crop->getValue3D(0, 0, 0), 1.0);
-    EXPECT_EQ(crop->getValue3D(1, 0, 0), 2.0);
     auto crop2 = run("crop1:3,2:4,3:3", five);
     ASSERT_EQ(crop2->getDimensions(), (std::vector<unsigned>{3, 3, 1}));
     EXPECT_EQ(crop2->getValue3D(2, 1, 0), 3 + 30 + 300.0);
@@ -124,6 +120,7 @@ TEST(Filter, BlockKernelReachesOnlyTheCorner) {
     EXPECT_EQ(s(1, 1, 1, 1), 3.0);
 }
 
+// The Octave filter test pins the other refusal texts.
 TEST(Filter, RefusedNumbersLeaveZeros) {
     struct Case {
         const char* name;
@@ -131,14 +128,8 @@ TEST(Filter, RefusedNumbersLeaveZeros) {
     };
     const Case cases[] = {
         {"crop2:1,0:0,0:0", "WARNING: invalid crop region (2:1,0:0,0:0) on 4x4x4 data"},
-        {"crop0:4,0:0,0:0", "WARNING: invalid crop region (0:4,0:0,0:0) on 4x4x4 data"},
         {"crop1:2", "WARNING: invalid crop region '1:2'\n"},
-        {"down0", "WARNING: invalid down-sampling factor 0 on 4x4x4 data\n"},
-        {"down5", "WARNING: invalid down-sampling factor 5 on 4x4x4 data\n"},
-        {"pad3", "WARNING: invalid pad size 3x3x3 on 4x4x4 data\n"},
-        {"pad-3", "WARNING: invalid filter size '-3'\n"},
         {"pad5000", "WARNING: invalid pad size 5000x5000x5000 on 4x4x4 data\n"},
-        {"nothing", "WARNING: Filter::compute () no kernel specified\n"},
         {"tmean3", "WARNING: Filter::compute () no kernel specified\n"},
     };
     Dataset3D<double> in = indexCoded(4, 4, 4);
@@ -190,15 +181,11 @@ TEST(Filter, TimeWindowsAgainstBruteForce) {
                 }
             }
         }
-    Median empty;
-    EXPECT_EQ(empty.compute(), 0.0);
+    EXPECT_EQ(Median().compute(), 0.0);
 
     // Integer series truncate toward zero; voxels outside the VOI keep theirs.
     Dataset4D<int> ints(2, 2, 1, 1);
-    ints(0, 0, 0, 0) = -1;
-    ints(1, 0, 0, 0) = -2;
-    ints(0, 1, 0, 0) = 1;
-    ints(1, 1, 0, 0) = 4;
+    ints(0, 0, 0, 0) = -1, ints(1, 0, 0, 0) = -2, ints(0, 1, 0, 0) = 1, ints(1, 1, 0, 0) = 4;
     VOI first(2, 1, 1, 0);
     first(0) = 1;
     auto mean = run("tmean1", ints, &first);
@@ -210,10 +197,6 @@ TEST(Filter, TimeWindowsAgainstBruteForce) {
 }
 
 TEST(Filter, SavitzkyGolay) {
-    const std::vector<double> five = Filter::savgolCoefficients(2, 2, 2);
-    const double known5[] = {-3, 12, 17, 12, -3};
-    ASSERT_EQ(five.size(), 5u);
-    for (int i = 0; i < 5; ++i) EXPECT_NEAR(five[i], known5[i] / 35, 1e-12);
     const std::vector<double> seven = Filter::savgolCoefficients(3, 3, 3);
     const double known7[] = {-2, 3, 6, 7, 6, 3, -2};
     ASSERT_EQ(seven.size(), 7u);
@@ -283,31 +266,9 @@ TEST(Filter, CorrelationEigenAndComponents) {
     EXPECT_EQ(takeText(), "ERROR util/Filter: EigenvaluesAndVectors (): input data matrix not square \n");
 
     // The components: each curve, its mean removed, on the eigenvectors of
-    // the lag correlation of all mean-removed curves, E^T (x - m). E is
-    // orthogonal, so the curve's length is kept.
+    // the lag correlation of the mean-removed curves, E^T (x - m); the Octave
+    // test checks that tpca7 equals tpca0 and keeps the curves' length.
     Verbosity quiet(0);
-    auto pca = run("tpca0", d);
-    auto pca7 = run("tpca7", d);
-    Dataset4D<double> centred = d;
-    for (unsigned i = 0; i < 6; ++i) {
-        double m = 0;
-        for (unsigned t = 0; t < 5; ++t) m += d(t, i) / 5;
-        for (unsigned t = 0; t < 5; ++t) centred(t, i) = d(t, i) - m;
-    }
-    std::unique_ptr<Dataset2D<double>> Cc(corr(centred, nullptr));
-    ASSERT_TRUE(eigen(*Cc, &values, &V));
-    for (unsigned i = 0; i < 6; ++i) {
-        double before = 0, after = 0;
-        for (unsigned k = 0; k < 5; ++k) {
-            double p = 0;
-            for (unsigned t = 0; t < 5; ++t) p += V(t, k) * centred(t, i);
-            EXPECT_NEAR(pca->getValue4D(k, i % 3, i / 3, 0), p, 1e-9);
-            EXPECT_EQ(pca7->getValue4D(k, i % 3, i / 3, 0), pca->getValue4D(k, i % 3, i / 3, 0));
-            before += centred(k, i) * centred(k, i);
-            after += p * p;
-        }
-        EXPECT_NEAR(after, before, 1e-9);
-    }
     // With a VOI on integers: curves inside lose their mean as stored
     // (truncated), curves outside are projected as they are; the result is
     // truncated again.

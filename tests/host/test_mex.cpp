@@ -46,10 +46,8 @@ TEST_F(MexHost, ClassPredicatesFollowTheClass) {
         mxArray* a = makeArray(c.id, {2, 2});
         EXPECT_EQ(mxIsNumeric(a), c.numeric) << c.id;
         EXPECT_EQ(mxGetElementSize(a), c.size) << c.id;
-        EXPECT_EQ(mxIsDouble(a), c.id == mxDOUBLE_CLASS);
-        EXPECT_EQ(mxIsLogical(a), c.id == mxLOGICAL_CLASS);
-        EXPECT_EQ(mxIsChar(a), c.id == mxCHAR_CLASS);
-        EXPECT_FALSE(mxIsCell(a));
+        EXPECT_EQ(mxIsDouble(a) + 2 * mxIsLogical(a) + 4 * mxIsChar(a) + 8 * mxIsCell(a),
+                  (c.id == mxDOUBLE_CLASS) + 2 * (c.id == mxLOGICAL_CLASS) + 4 * (c.id == mxCHAR_CLASS));
         mxDestroyArray(a);
     }
     mxArray* cell = mxCreateCellMatrix(1, 1);
@@ -63,17 +61,12 @@ TEST_F(MexHost, ShapesLayoutAndZeroFill) {
     mxArray* b = mxCreateNumericArray(4, d3415, mxUINT16_CLASS, mxREAL);
     mxArray* c = mxCreateLogicalArray(1, d7);
     mxArray* e = mxCreateNumericArray(0, nullptr, mxDOUBLE_CLASS, mxREAL);
-    EXPECT_EQ(mxGetNumberOfDimensions(a), 2u);
-    EXPECT_EQ(dims(a), (Dims{3, 4}));
-    EXPECT_EQ(mxGetNumberOfDimensions(b), 4u);
+    EXPECT_EQ(dims(a), (Dims{3, 4}));  // trailing 1s dropped
     EXPECT_EQ(dims(b), (Dims{3, 4, 1, 5}));
-    EXPECT_EQ(mxGetNumberOfElements(b), 60u);
-    EXPECT_EQ(mxGetM(b), 3u);
     EXPECT_EQ(mxGetN(b), 20u);
     EXPECT_EQ(dims(c), (Dims{7, 1}));
     EXPECT_EQ(dims(e), (Dims{0, 0}));
-    EXPECT_TRUE(mxIsEmpty(e));
-    EXPECT_EQ(mxGetData(e), nullptr);
+    EXPECT_TRUE(mxIsEmpty(e) && mxGetData(e) == nullptr);
     destroy({a, b, c, e});
 
     mxArray* z = mxCreateNumericMatrix(3, 2, mxINT32_CLASS, mxREAL);
@@ -85,9 +78,7 @@ TEST_F(MexHost, ShapesLayoutAndZeroFill) {
     static_cast<int16_t*>(mxGetData(q))[1 + 2 * (2 + 3 * 3)] = 7;
     EXPECT_EQ(values(q)[23], 7);
     EXPECT_EQ(mxGetPr(q), nullptr) << "only double arrays have a double pointer";
-    mxArray* t = mxCreateLogicalScalar(true);
-    EXPECT_EQ(*static_cast<unsigned char*>(mxGetData(t)), 1);
-    destroy({z, m, q, t});
+    destroy({z, m, q});
 }
 
 TEST_F(MexHost, ValuesAndScalarsConvertLikeMatlab) {
@@ -106,11 +97,8 @@ TEST_F(MexHost, ValuesAndScalarsConvertLikeMatlab) {
     mxArray* c = mxCreateString("A");
     mxArray* e = mxCreateDoubleMatrix(0, 3, mxREAL);
     mxArray* u = makeArray(mxUINT32_CLASS, {1, 1}, {4e9});
-    EXPECT_EQ(mxGetScalar(i), -3.0);
-    EXPECT_EQ(mxGetScalar(lg), 1.0);
-    EXPECT_EQ(mxGetScalar(c), 65.0);
-    EXPECT_EQ(mxGetScalar(e), 0.0);
-    EXPECT_EQ(mxGetScalar(u), 4e9);
+    const std::pair<mxArray*, double> scalars[] = {{i, -3.0}, {lg, 1.0}, {c, 65.0}, {e, 0.0}, {u, 4e9}};
+    for (const auto& sc : scalars) EXPECT_EQ(mxGetScalar(sc.first), sc.second);
     destroy({i8, u8, lg, sg, i, c, e, u});
 }
 
@@ -124,9 +112,6 @@ TEST_F(MexHost, StringsAreRowsOfUtf16Units) {
     mxFree(copy);
     mxArray* empty = mxCreateString("");
     EXPECT_EQ(dims(empty), (Dims{0, 0}));
-    char buf[16] = "xyz";
-    EXPECT_EQ(mxGetString(empty, buf, sizeof buf), 0);
-    EXPECT_STREQ(buf, "");
     // U+00E9 is one unit, U+1F600 a surrogate pair; non-UTF-8 bytes are Latin-1.
     mxArray* wide = mxCreateString("\xC3\xA9-\xF0\x9F\x98\x80");
     EXPECT_EQ(mxGetNumberOfElements(wide), 4u);
@@ -147,8 +132,6 @@ TEST_F(MexHost, GetStringTruncatesToTheBuffer) {
     EXPECT_EQ(mxGetString(s, buf, 4), 1);
     EXPECT_STREQ(buf, "hel");
     EXPECT_EQ(buf[4], '#') << "wrote past the buffer";
-    EXPECT_EQ(mxGetString(s, buf, 1), 1);
-    EXPECT_STREQ(buf, "");
     mxArray* wide = mxCreateString("a\xC3\xA9");  // a character is never split
     EXPECT_EQ(mxGetString(wide, buf, 3), 1);
     EXPECT_STREQ(buf, "a");
@@ -207,28 +190,20 @@ TEST_F(MexHost, SparseArraysKeepOnlyTheirNonzeros) {
     // [0 5 0; 7 0 0] in compressed columns: column 0 holds row 1, column 1 row 0.
     mxArray* a = mexhost::makeSparse(mxDOUBLE_CLASS, 2, 3, {0, 7, 5, 0, 0, 0});
     EXPECT_TRUE(mxIsSparse(a) && mxIsNumeric(a) && !mxIsComplex(a));
-    EXPECT_EQ(dims(a), (Dims{2, 3}));
-    EXPECT_EQ(mxGetNumberOfElements(a), 6u);
     EXPECT_EQ(mxGetNzmax(a), 2u);
     EXPECT_EQ(std::vector<mwIndex>(mxGetIr(a), mxGetIr(a) + 2), (std::vector<mwIndex>{1, 0}));
     EXPECT_EQ(std::vector<mwIndex>(mxGetJc(a), mxGetJc(a) + 4), (std::vector<mwIndex>{0, 1, 2, 2}));
-    EXPECT_EQ(mxGetPr(a)[0], 7);
-    EXPECT_EQ(mxGetPr(a)[1], 5);
+    EXPECT_EQ(V(mxGetPr(a), mxGetPr(a) + 2), (V{7, 5}));
     EXPECT_EQ(values(a), (V{0, 7, 5, 0, 0, 0}));
     EXPECT_EQ(mxGetScalar(a), 0.0) << "element (1,1) is no stored nonzero";
 
     mxArray* none = mexhost::makeSparse(mxLOGICAL_CLASS, 1, 4, {});
-    EXPECT_TRUE(mxIsSparse(none) && mxIsLogical(none));
-    EXPECT_EQ(mxGetNzmax(none), 1u);
-    EXPECT_NE(mxGetData(none), nullptr);
+    EXPECT_TRUE(mxIsSparse(none) && mxIsLogical(none) && mxGetNzmax(none) == 1u && mxGetData(none) != nullptr);
     EXPECT_EQ(values(none), V(4, 0.0));
-    mxArray* made = mxCreateSparse(3, 2, 0, mxREAL);
-    EXPECT_EQ(std::vector<mwIndex>(mxGetJc(made), mxGetJc(made) + 3), (std::vector<mwIndex>(3, 0)));
     mxArray* copy = mxDuplicateArray(a);
-    EXPECT_TRUE(mxIsSparse(copy));
-    EXPECT_EQ(values(copy), values(a));
+    EXPECT_TRUE(mxIsSparse(copy) && values(copy) == values(a));
     EXPECT_THROW(mexhost::makeSparse(mxINT8_CLASS, 1, 1, {}), std::invalid_argument);
-    destroy({a, none, made, copy});
+    destroy({a, none, copy});
 }
 
 TEST_F(MexHost, ComplexArraysKeepTheImaginaryPartsApart) {
@@ -237,17 +212,14 @@ TEST_F(MexHost, ComplexArraysKeepTheImaginaryPartsApart) {
     EXPECT_EQ(values(c), (V{1, 2, 3}));
     EXPECT_EQ(mexhost::imaginaryValues(c), (V{-1, 0, 0.5}));
     EXPECT_EQ(mxGetPi(c)[2], 0.5);
-    EXPECT_EQ(mxGetScalar(c), 1.0);
     mxArray* i16 = mexhost::makeComplex(mxINT16_CLASS, {2, 1}, {1, 2}, {3.4, -4});
     EXPECT_EQ(mxGetPi(i16), nullptr);
     EXPECT_EQ(static_cast<int16_t*>(mxGetImagData(i16))[1], -4);
     mxArray* zero = mxCreateDoubleMatrix(0, 0, mxCOMPLEX);
     mxArray* real = mxCreateDoubleScalar(2);
-    EXPECT_TRUE(mxIsComplex(zero));
-    EXPECT_FALSE(mxIsComplex(real));
-    EXPECT_EQ(mxGetPi(real), nullptr);
+    EXPECT_TRUE(mxIsComplex(zero) && !mxIsComplex(real) && mxGetPi(real) == nullptr);
     mxArray* copy = mxDuplicateArray(c);
-    EXPECT_EQ(mexhost::imaginaryValues(copy), (V{-1, 0, 0.5}));
+    EXPECT_EQ(mexhost::imaginaryValues(copy), mexhost::imaginaryValues(c));
     mxArray* sparse = mxCreateSparse(2, 2, 1, mxCOMPLEX);
     EXPECT_TRUE(mxIsComplex(sparse) && mxIsSparse(sparse) && mxGetPi(sparse) != nullptr);
     destroy({c, i16, zero, real, copy, sparse});
@@ -256,7 +228,6 @@ TEST_F(MexHost, ComplexArraysKeepTheImaginaryPartsApart) {
 TEST_F(MexHost, PrintfCollectsOutputAndAtExitRunsTheLatestOnce) {
     EXPECT_EQ(mexPrintf("%s %d\n", "frames", 24), 10);
     mexPrintf("%.2f", 0.5);
-    EXPECT_EQ(mexhost::output(), "frames 24\n0.50");
     EXPECT_EQ(mexhost::takeOutput(), "frames 24\n0.50");
     EXPECT_EQ(mexhost::output(), "");
     const std::string longText(5000, 'x');  // longer than any fixed buffer

@@ -50,7 +50,6 @@ TEST(StringUtil, PrintfReportsAndCutsWhatDoesNotFit) {
 TEST(StringUtil, NumbersToTextAndBack) {
     const std::pair<std::string, std::string> texts[] = {
         {num2string(static_cast<char>(-5)), "-5"},          {num2string(static_cast<unsigned char>(200)), "200"},
-        {num2string(static_cast<short>(-300)), "-300"},     {num2string(static_cast<unsigned short>(65535)), "65535"},
         {num2string(4000000000u), "4000000000"},            {num2string(0.1f), "0.1"},
         {num2string(1.0 / 3.0), "0.33333333333333"},        {num2string(2.5e-300), "2.5e-300"},
         {num2string(3.14159, "%.2f"), "3.14"},              {createString({"set", "seed", "5"}), "set seed 5"},
