@@ -335,21 +335,103 @@ double LinearInterpolation::decay(double k, double t) {
 // the segments of the curve up to t.
 template <bool Timed>
 double LinearInterpolation::convolve(double k, double t, unsigned x, unsigned y, unsigned z, Chain chain) {
-    ASSERT_ONCE(kFewSamples, time_.size() >= 2);
+    const std::size_t n = time_.size();
+    ASSERT_ONCE(kFewSamples, n >= 2);
     ASSERT_ONCE(kTimeBeforeZero, t >= 0);
-    if (time_.size() < 2) return 0.0;  // no segment (reported above)
+    if (n < 2) return 0.0;  // no segment (reported above)
     precompute(x, y, z);
-    double S;
-    walkFrame<1, Timed>(k, t, &chain, nullptr, &S);
-    const double result = fromSum<Timed>(S, k, t);
+    const double* T = time_.data();
+    const double* Y = value_.data();
+
+    double S = 0.0;   // running sum
+    double yl = 0.0;  // value at the last grid point passed
+    double m = 0.0;   // slope of the segment at hand
+    std::size_t last = 0;
+    const std::size_t j = chain.lastIndex;
+
+    if (t == T[0]) {
+        // The first sample: only the line from (0, 0) to it. This also
+        // (re)starts the chain, as a fit does at every voxel.
+        if (T[0] > 0) {
+            m = Y[0] / T[0];
+            S = interval<Timed>(k, 0.0, T[0], T[0], Y[0], m);
+        }
+    } else if (k == chain.lastK && j + 1 < n && chain.lastTime == T[j] && t == T[j + 1]) {
+        // The last call ended on T[j] and this one on T[j+1]: one more segment.
+        S = chain.lastSum;
+        if (Timed) MESSAGE(5, "LinearInterpolation: using convTExp() cache...\n");
+        else MESSAGE(5, "LinearInterpolation: using convExp() cache...\n");
+        m = (Y[j + 1] - Y[j]) / (T[j + 1] - T[j]);
+        S += interval<Timed>(k, T[j], T[j + 1], T[j + 1], Y[j + 1], m);
+        last = j + 1;
+    } else {
+        // Full sum over the grid points below t: the loop for i from 0 while
+        // t > T[i] adds interval i at step i. Its partial sums are kept for
+        // this k (see Prefix), so only the steps not taken before are done.
+        Prefix& prefix = chain.prefix;
+        if (!(prefix.k == k)) {
+            prefix.k = k;
+            prefix.count = 0;
+        }
+        if (prefix.sum.size() != n) {
+            prefix.sum.assign(n, 0.0);
+            prefix.count = 0;
+        }
+        const std::size_t steps = gridIndex(t);  // the loop's steps: T[i] < t for i < steps
+        for (std::size_t i = prefix.count; i < steps; ++i) {
+            if (i == 0) {
+                prefix.sum[0] = T[0] > 0 ? interval<Timed>(k, 0.0, T[0], T[0], Y[0], Y[0] / T[0]) : 0.0;
+            } else {
+                const double slope = (Y[i] - Y[i - 1]) / (T[i] - T[i - 1]);
+                prefix.sum[i] = prefix.sum[i - 1] + interval<Timed>(k, T[i - 1], T[i], T[i], Y[i], slope);
+            }
+        }
+        if (steps > prefix.count) prefix.count = steps;
+        if (steps > 0) {
+            // The state of the loop after its last step.
+            last = steps - 1;
+            S = prefix.sum[last];
+            if (last > 0) {
+                yl = Y[last];
+                m = (Y[last] - Y[last - 1]) / (T[last] - T[last - 1]);
+            } else if (T[0] > 0) {
+                yl = Y[0];
+                m = Y[0] / T[0];
+            }  // curve starting at t = 0: nothing before it, yl and m stay 0.0
+        }
+        // The remainder from the last point passed to t.
+        if (t > T[n - 1]) {
+            S += interval<Timed>(k, T[n - 1], t, T[n - 1], yl, m);  // last slope goes on
+        } else if (t <= T[0]) {
+            yl = Y[0];
+            m = Y[0] / T[0];
+            S += interval<Timed>(k, 0.0, t, T[0], Y[0], m);
+        } else {
+            // T[last] < t <= T[last+1]: the loop stopped at last+1 < n.
+            m = (Y[last + 1] - yl) / (T[last + 1] - T[last]);
+            S += interval<Timed>(k, T[last], t, T[last], yl, m);
+        }
+    }
+
+    chain.lastSum = S;
+    chain.lastK = k;
+    chain.lastIndex = static_cast<std::uint32_t>(last);
+    chain.lastTime = t;
+    double result = S * decay(k, t);
+    // The sum carries exp(k s): for large k t it overflows while exp(-k t)
+    // underflows (inf * 0 = NaN), or the factor is subnormal and the product
+    // inexact. Then the exponential goes into the terms instead; any result
+    // that was finite with a normal factor stays as it was.
+    if (k != 0.0 && (!(std::fabs(result) <= std::numeric_limits<double>::max()) ||
+                     decay(k, t) < std::numeric_limits<double>::min()))
+        result = foldedConvolve<Timed>(k, t);
     if (Timed) MESSAGE(5, "LinearInterpolation:convTimeExp(k=%lg,t=%lg) = %lg\n", k, t, result);
     else MESSAGE(5, "LinearInterpolation:convExp(k=%lg,t=%lg) = %lg\n", k, t, result);
     return result;
 }
 
+// The one-pass convolutions (LinearInterpolation.frames.cpp) use the same forms.
 template double LinearInterpolation::interval<false>(double, double, double, double, double, double);
 template double LinearInterpolation::interval<true>(double, double, double, double, double, double);
 template double LinearInterpolation::foldedConvolve<false>(double, double) const;
 template double LinearInterpolation::foldedConvolve<true>(double, double) const;
-template double LinearInterpolation::convolve<false>(double, double, unsigned, unsigned, unsigned, Chain);
-template double LinearInterpolation::convolve<true>(double, double, unsigned, unsigned, unsigned, Chain);

@@ -130,20 +130,6 @@ private:
     // The closed-form convolution; Timed selects convTimeExp.
     template <bool Timed>
     double convolve(double k, double t, unsigned x, unsigned y, unsigned z, Chain chain);
-    // One frame of the walk at rate k to time t (>= 0) on C chains at once,
-    // samples loaded: C = 1 is convolve's chain (its intervals of form
-    // Timed), C = 2 the chains of both convolutions (intervalPair). It takes
-    // the path through the grid (a restart at the first sample, one segment
-    // more on the chain, or the partial sums and a remainder), leaves the
-    // sums (with exp(k s) inside) in S[c] and each chain's state after the
-    // frame. `step` is gridIndex(t) if the caller holds it, else null.
-    template <unsigned C, bool Timed>
-    void walkFrame(double k, double t, const Chain* chain, const std::size_t* step, double* S);
-    template <unsigned C, bool Timed>
-    void intervals(double k, double a, double b, double x0, double y0, double m, double* I);
-    // The convolution from the walk's sum: S exp(-k t), or the folded form.
-    template <bool Timed>
-    double fromSum(double S, double k, double t);
     // The same convolution with exp(-k t) taken into every interval,
     // exp(k (s - t)) in place of exp(k s): finite where the running sum
     // overflows (k t beyond ~709), at the price of a full sum.
