@@ -5,11 +5,12 @@
 // fit changes is shared. Workers take voxels in walk order from a counter
 // and keep, per voxel, what the serial walk would have left: the texts it
 // printed (MessageCapture), its record, and the value and error of every
-// parameter at the voxel. The calling thread takes these over voxel by voxel
-// in walk order, prints the texts, writes maps and record, and asks the
-// progress hook, exactly as the serial walk does after each voxel; so the
-// printed text and every number are those of the serial walk. Only the
-// calling thread touches the host.
+// parameter at the voxel. The calling thread is one of the workers: between
+// the chunks it fits, it takes the results over voxel by voxel in walk
+// order, prints the texts, writes maps and record, and asks the progress
+// hook, exactly as the serial walk does after each voxel; so the printed
+// text and every number are those of the serial walk. Only the calling
+// thread touches the host.
 #include <algorithm>
 #include <condition_variable>
 #include <memory>
@@ -206,8 +207,32 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
         }
     }
 
-    auto work = [&](Worker& w, Voxel& voxel) {
+    // Fits chunk c on a worker's copies and leaves its results in its slot.
+    auto fitChunk = [&](Worker& w, Voxel& voxel, unsigned c) {
         Optimizer& o = *w.optimizer;
+        for (unsigned i = c * chunk; i < std::min(n, (c + 1) * chunk); ++i) {
+            VoxelResult& r = results[static_cast<size_t>(c % window) * chunk + (i - c * chunk)];
+            o.x_ = voxel.x = voxels[i].x;
+            o.y_ = voxel.y = voxels[i].y;
+            o.z_ = voxel.z = voxels[i].z;
+            voxel.number = i;
+            const double seconds = o.totalTime_;
+            const int timed = o.timerCount_;
+            {
+                MessageCapture::Scope scope(r.texts, indent);
+                o.fitVoxel(voxel);
+            }
+            r.record = o.parameters_[i];
+            readVoxel(*o.model_, voxel.x, voxel.y, voxel.z, r.value, r.error);
+            r.seconds = o.totalTime_ - seconds;
+            r.timed = o.timerCount_ - timed;
+        }
+        std::lock_guard<std::mutex> lock(mutex);
+        done[c % window] = 1;
+        doneOne.notify_all();
+    };
+    // A pool thread takes the next chunk while the window allows, until none is left.
+    auto work = [&](Worker& w, Voxel& voxel) {
         for (;;) {
             unsigned c;
             {
@@ -216,41 +241,33 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
                 if (stop || next >= chunks) return;
                 c = next++;
             }
-            for (unsigned i = c * chunk; i < std::min(n, (c + 1) * chunk); ++i) {
-                VoxelResult& r = results[static_cast<size_t>(c % window) * chunk + (i - c * chunk)];
-                o.x_ = voxel.x = voxels[i].x;
-                o.y_ = voxel.y = voxels[i].y;
-                o.z_ = voxel.z = voxels[i].z;
-                voxel.number = i;
-                const double seconds = o.totalTime_;
-                const int timed = o.timerCount_;
-                {
-                    MessageCapture::Scope scope(r.texts, indent);
-                    o.fitVoxel(voxel);
-                }
-                r.record = o.parameters_[i];
-                readVoxel(*o.model_, voxel.x, voxel.y, voxel.z, r.value, r.error);
-                r.seconds = o.totalTime_ - seconds;
-                r.timed = o.timerCount_ - timed;
-            }
-            std::lock_guard<std::mutex> lock(mutex);
-            done[c % window] = 1;
-            doneOne.notify_all();
+            fitChunk(w, voxel, c);
         }
     };
+    // The calling thread is one of the workers (copy 0); the others run on
+    // the pool.
     std::vector<std::thread> pool;
     try {
-        for (unsigned i = 0; i < workers.size(); ++i) pool.emplace_back(work, std::ref(workers[i]), std::ref(*sets[i]));
+        for (unsigned i = 1; i < workers.size(); ++i) pool.emplace_back(work, std::ref(workers[i]), std::ref(*sets[i]));
     } catch (...) {
-        // Fewer threads than asked for share the voxels; none: the serial walk.
-        if (pool.empty()) return false;
+        // Fewer threads than asked for share the voxels; with none, the
+        // calling thread fits them all.
     }
 
     bool stopped = false;
     for (unsigned c = 0; c < chunks && !stopped; ++c) {
-        {
+        // Until chunk c is done, the calling thread fits chunks itself.
+        for (;;) {
             std::unique_lock<std::mutex> lock(mutex);
+            if (done[c % window] != 0) break;
+            if (next < chunks && next < taken + window) {
+                const unsigned mine = next++;
+                lock.unlock();
+                fitChunk(workers[0], *sets[0], mine);
+                continue;
+            }
             doneOne.wait(lock, [&] { return done[c % window] != 0; });
+            break;
         }
         for (unsigned i = c * chunk; i < std::min(n, (c + 1) * chunk); ++i) {
             VoxelResult& r = results[static_cast<size_t>(c % window) * chunk + (i - c * chunk)];
