@@ -1,5 +1,8 @@
 #include "models/Neuro_SLAM_Model.h"
 
+#include <cmath>
+#include <limits>
+
 #include "InputFunction.h"
 #include "models/RateConvolution.h"
 
@@ -13,6 +16,7 @@ Neuro_SLAM_Model::Neuro_SLAM_Model(const Unit& unit, double R1, double k2, doubl
 }
 
 void Neuro_SLAM_Model::precompute(double t, unsigned x, unsigned y, unsigned z, bool /*withTime*/) {
+    if (inPass_) return;
     int status = 0;
     double p[3];
     for (unsigned i = 0; i < 3; ++i) p[i] = normalValue(i, x, y, z);
@@ -42,6 +46,43 @@ void Neuro_SLAM_Model::precompute(double t, unsigned x, unsigned y, unsigned z, 
         cache_.conv = convExpAt(*input, cache_.k2a, t, x_, y_, z_) * f;
         cache_.convT = convTimeExpAt(*input, cache_.k2a, t, x_, y_, z_) * f;
     }
+}
+
+void Neuro_SLAM_Model::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                                unsigned P, double* values, double* derivatives) {
+    double p[3];
+    for (unsigned i = 0; i < 3; ++i) p[i] = normalValue(i, x, y, z);
+    const double k2a = p[K2] / (1.0 + p[BPSTAR]);
+    if (input_.size() != 1 || numder_ || _MessageHelper::enabled(5) || T == 0 || !std::isfinite(k2a)) {
+        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
+        return;
+    }
+    InputFunction* input = referenceInput();
+    for (unsigned i = 0; i < 3; ++i) cache_.p[i] = p[i];
+    cache_.k2a = k2a;
+    const double f = input->getUnit().getFactor();
+    if (frames_.size() < 3u * T) frames_.resize(3u * T);
+    double* cr = frames_.data();
+    double* conv = cr + T;
+    double* convT = conv + T;
+    input->convolveFrames(k2a, t, T, x, y, z, cr, conv, convT);
+    // Frame by frame, the numbers the calls one by one would fetch stand in
+    // the cache, and the calls themselves give value and derivatives.
+    struct Pass {
+        bool& flag;
+        explicit Pass(bool& b) : flag(b) { flag = true; }
+        ~Pass() { flag = false; }
+    } pass(inPass_);
+    for (unsigned i = 0; i < T; ++i) {
+        cache_.cr = cr[i] * f;
+        cache_.conv = conv[i] * f;
+        cache_.convT = convT[i] * f;
+        values[i] = (*this)(t[i], x, y, z);
+        for (unsigned j = 0; j < P; ++j)
+            derivatives[static_cast<size_t>(i) * P + j] = derByIndex(index[j], t[i], x, y, z);
+    }
+    // The per-call cache holds no time of this pass: the next call fetches anew.
+    t_ = std::numeric_limits<double>::quiet_NaN();
 }
 
 double Neuro_SLAM_Model::value(double t, unsigned x, unsigned y, unsigned z) {

@@ -21,6 +21,12 @@ public:
 
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
+    // The curve and its derivatives with the parameters read once and the
+    // reference's convolutions of all frames in one pass; the calls one by
+    // one where they would print (verbosity 5 on), with further inputs,
+    // numerical derivatives or a k2a that is not a number.
+    void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
+                  double* values, double* derivatives) override;
 
     enum { R1 = 0, K2 = 1, BPSTAR = 2 };
 
@@ -40,6 +46,8 @@ private:
         double k2a = kNaN;                 // k2 / (1 + BPstar)
         double conv = 0.0, convT = 0.0;    // with k2a, times f
     } cache_;
+    bool inPass_ = false;         // within evaluate's pass: the cache is filled
+    std::vector<double> frames_;  // the reference's numbers of that pass
 };
 
 #endif

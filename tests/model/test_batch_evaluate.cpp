@@ -16,6 +16,7 @@
 #include "models/Cardiac_HutchinsII_Model.h"
 #include "models/Generic_1TC_Model.h"
 #include "models/Generic_2TC_Model.h"
+#include "models/Neuro_SLAM_Model.h"
 
 using namespace model_test;
 
@@ -112,10 +113,10 @@ TEST(BatchEvaluate, SameBitsAsTheCallsOneByOne) {
     expectSameOneTissueCurves(samples, shuffled);  // out of order
 }
 
-// The two-tissue classes share one pass: sets with k4 = 0 (a slow rate of
+// The two-tissue classes share one pass (and the reference model has its own): sets with k4 = 0 (a slow rate of
 // exactly 0), nearly equal rates, a repeat and a voxel change; the report of
 // a new set printed once, as by the calls one by one.
-TEST(BatchEvaluate, TwoTissueClassesSameBitsAndText) {
+TEST(BatchEvaluate, TwoTissueAndReferenceModelsSameBitsAndText) {
     Verbosity talk(4);
     const std::vector<double> samples = grid(10.0, 10.0, 30), frames = grid(5.0, 37.0, 25);
     std::vector<Set> sets;
@@ -133,6 +134,10 @@ TEST(BatchEvaluate, TwoTissueClassesSameBitsAndText) {
     for (double V : {0.6, 0.8}) cardiac.push_back({{"k1", 0.5}, {"k3", 0.1}, {"k4", 0.02}, {"V", V}, {"beta", 0.3}});
     expectSameCurves<Cardiac_2TC_Model>(samples, frames, cardiac,
                                         {Cardiac_2TC_Model::K1, Cardiac_2TC_Model::K4, Cardiac_2TC_Model::V});
+    std::vector<Set> slam;  // BPstar = -1: k2a is not a number, the calls one by one
+    for (double bp : {1.5, 1.5, 0.0, -1.0, 3.0}) slam.push_back({{"R1", 1.1}, {"k2", 0.3}, {"BPstar", bp}});
+    expectSameCurves<Neuro_SLAM_Model>(samples, frames, slam,
+                                       {Neuro_SLAM_Model::R1, Neuro_SLAM_Model::K2, Neuro_SLAM_Model::BPSTAR});
     std::vector<Set> hutchins;
     for (double k3 : {0.05, 0.0}) hutchins.push_back({{"k1", 0.5}, {"k2", 0.2}, {"k3", k3}, {"tbv", 0.4}});
     expectSameCurves<Cardiac_HutchinsII_Model>(samples, frames, hutchins,
