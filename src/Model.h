@@ -12,6 +12,7 @@
 #ifndef KINETRA_MODEL_H
 #define KINETRA_MODEL_H
 
+#include <limits>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -133,6 +134,28 @@ protected:
     // own unit factor / the model's, or each by the one `factor` (scale_).
     double furtherInputsInModelUnits(double t, unsigned x, unsigned y, unsigned z) const;
     double furtherInputs(double t, unsigned x, unsigned y, unsigned z, double factor) const;
+
+    // The frame loop of a one-pass evaluate: load(i) puts frame i's numbers
+    // of the pass into the class's cache, then the calls one by one give the
+    // value and the derivatives from it, with `inPass` set so that the
+    // class's precompute leaves the cache alone; so every number is the
+    // calls'. Afterwards the cache holds no time: the next call fetches anew.
+    template <class Load>
+    void evaluateFromCache(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                           unsigned P, double* values, double* derivatives, bool& inPass, Load load) {
+        struct Pass {
+            bool& flag;
+            explicit Pass(bool& b) : flag(b) { flag = true; }
+            ~Pass() { flag = false; }
+        } pass(inPass);
+        for (unsigned i = 0; i < T; ++i) {
+            load(i);
+            values[i] = (*this)(t[i], x, y, z);
+            for (unsigned j = 0; j < P; ++j)
+                derivatives[static_cast<size_t>(i) * P + j] = derByIndex(index[j], t[i], x, y, z);
+        }
+        t_ = std::numeric_limits<double>::quiet_NaN();
+    }
 
     double t_;
     std::vector<InputFunction*> input_;

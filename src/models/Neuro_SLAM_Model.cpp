@@ -1,7 +1,6 @@
 #include "models/Neuro_SLAM_Model.h"
 
 #include <cmath>
-#include <limits>
 
 #include "InputFunction.h"
 #include "models/RateConvolution.h"
@@ -66,23 +65,11 @@ void Neuro_SLAM_Model::evaluate(const double* t, unsigned T, unsigned x, unsigne
     double* conv = cr + T;
     double* convT = conv + T;
     input->convolveFrames(k2a, t, T, x, y, z, cr, conv, convT);
-    // Frame by frame, the numbers the calls one by one would fetch stand in
-    // the cache, and the calls themselves give value and derivatives.
-    struct Pass {
-        bool& flag;
-        explicit Pass(bool& b) : flag(b) { flag = true; }
-        ~Pass() { flag = false; }
-    } pass(inPass_);
-    for (unsigned i = 0; i < T; ++i) {
+    evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, inPass_, [&](unsigned i) {
         cache_.cr = cr[i] * f;
         cache_.conv = conv[i] * f;
         cache_.convT = convT[i] * f;
-        values[i] = (*this)(t[i], x, y, z);
-        for (unsigned j = 0; j < P; ++j)
-            derivatives[static_cast<size_t>(i) * P + j] = derByIndex(index[j], t[i], x, y, z);
-    }
-    // The per-call cache holds no time of this pass: the next call fetches anew.
-    t_ = std::numeric_limits<double>::quiet_NaN();
+    });
 }
 
 double Neuro_SLAM_Model::value(double t, unsigned x, unsigned y, unsigned z) {

@@ -143,25 +143,13 @@ void TwoTissueModel::evaluate(const double* t, unsigned T, unsigned x, unsigned 
     double* convT2 = conv2 + T;
     input->convolveFrames(mu1, t, T, ix, iy, iz, ca, conv1, convT1);
     input->convolveFrames(mu2, t, T, ix, iy, iz, again, conv2, convT2);
-    // Frame by frame, the numbers the calls one by one would fetch stand in
-    // the cache, and the calls themselves give value and derivatives.
-    struct Pass {
-        bool& flag;
-        explicit Pass(bool& f) : flag(f) { flag = true; }
-        ~Pass() { flag = false; }
-    } pass(inPass_);
-    for (unsigned i = 0; i < T; ++i) {
+    evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, inPass_, [&](unsigned i) {
         cache_.ca = ca[i] * scale_;
         cache_.conv1 = conv1[i] * scale_;
         cache_.conv2 = conv2[i] * scale_;
         cache_.convT1 = convT1[i] * scale_;
         cache_.convT2 = convT2[i] * scale_;
-        values[i] = (*this)(t[i], x, y, z);
-        for (unsigned j = 0; j < P; ++j)
-            derivatives[static_cast<size_t>(i) * P + j] = derByIndex(index[j], t[i], x, y, z);
-    }
-    // The per-call cache holds no time of this pass: the next call fetches anew.
-    t_ = kNoFetch;
+    });
 }
 
 void TwoTissueModel::refreshSet(unsigned x, unsigned y, unsigned z) {
