@@ -10,6 +10,19 @@
 FMISOModel::FMISOModel(const std::string& name, unsigned components, const Unit& unit, const ModelOrigin& origin)
     : Model(name, components, unit, origin), threeTissue_(components == 4), home_(origin) {}
 
+void FMISOModel::readRates(unsigned x, unsigned y, unsigned z, bool withK4) {
+    Cache& c = cache_;
+    unsigned i = 0;
+    c.k1 = normalValue(i++, x, y, z);
+    c.k2 = normalValue(i++, x, y, z);
+    c.k3 = normalValue(i++, x, y, z);
+    c.k4 = withK4 ? normalValue(i++, x, y, z) : 0.0;
+    c.alpha = normalValue(i++, x, y, z);
+    c.beta = normalValue(i++, x, y, z);
+    c.eta = normalValue(i++, x, y, z);
+    c.V = normalValue(i, x, y, z);
+}
+
 bool FMISOModel::precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime) {
     InputFunction* input = firstInput();
     const bool moved = changed_ || x != x_ || y != y_ || z != z_;

@@ -28,6 +28,9 @@ protected:
     // Reads the normal parameters at the voxel into cache_ (k1..k4, alpha,
     // beta, eta, V, kappa).
     virtual void readParameters(unsigned x, unsigned y, unsigned z) = 0;
+    // The part both classes share: k1, k2, k3, k4 (0 without one), alpha,
+    // beta, eta and V, the parameters in that order.
+    void readRates(unsigned x, unsigned y, unsigned z, bool withK4);
     // Parameters, the input's numbers and the curves; with `withTime` also
     // the derivative pieces T, Q, R, S. False without an input.
     bool precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime);

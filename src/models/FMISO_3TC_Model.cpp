@@ -16,15 +16,8 @@ FMISO_3TC_Model::FMISO_3TC_Model(const Unit& unit, double k1, double k2, double 
 }
 
 void FMISO_3TC_Model::readParameters(unsigned x, unsigned y, unsigned z) {
+    readRates(x, y, z, true);
     Cache& c = cache_;
-    c.k1 = normalValue(K1, x, y, z);
-    c.k2 = normalValue(K2, x, y, z);
-    c.k3 = normalValue(K3, x, y, z);
-    c.k4 = normalValue(K4, x, y, z);
-    c.alpha = normalValue(ALPHA, x, y, z);
-    c.beta = normalValue(BETA, x, y, z);
-    c.eta = normalValue(ETA, x, y, z);
-    c.V = normalValue(V, x, y, z);
     c.kappa = c.k2 + (1.0 - c.eta) * c.k3;
 }
 

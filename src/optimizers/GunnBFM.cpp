@@ -22,7 +22,6 @@ struct GunnBFM::Work : Optimizer::Voxel::State, bfm::Grid {
     std::vector<double> B;    // basis, frame-major: B[t * N + i], normal units
     // The basis again in blocks of G grid points, frame-major within a block
     // (block b, frame t, point k at (b T + t) G + k), for blockSums.
-    unsigned blocks = 0;
     std::vector<double> blocked;
     std::vector<double> BT;   // the time-weighted convolutions, laid out as B
     // The model's own derivatives are rebuilt from the basis (see derivatives).
@@ -100,8 +99,7 @@ bool GunnBFM::beginRun(Voxel& voxel) {
     w.dfit.assign(static_cast<size_t>(T) * fitted_.size(), 0.0);
     w.conv.assign(T, 0.0);
     w.D.assign(T, 0.0);
-    w.blocks = (w.N + bfm::G - 1) / bfm::G;
-    w.padded = w.blocks * bfm::G;
+    w.padded = (w.N + bfm::G - 1) / bfm::G * bfm::G;
     for (std::vector<double>* a : {&w.k2a, &w.invK2a, &w.Sbb, &w.Srb, &w.delta, &w.invDelta, &w.sby, &w.r1, &w.k2,
                                    &w.BP, &w.chi})
         a->assign(w.padded, 0.0);
@@ -161,7 +159,7 @@ void GunnBFM::run(Voxel& voxel) {
         Syy += y * y;
     }
     Sry *= invS;
-    bfm::blockSums(w.blocked.data(), w.tac.data(), T, w.blocks, w.sby.data());
+    bfm::blockSums(w.blocked.data(), w.tac.data(), T, w.padded / bfm::G, w.sby.data());
     for (unsigned i = 0; i < N; ++i) w.sby[i] *= invS;
     // The grid point of the lowest residual among those with BPstar in its
     // bounds; if there is none, the last one.
