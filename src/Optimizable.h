@@ -164,6 +164,23 @@ public:
     }
     // A new run or a new curve reports again.
     void rearmReports() { reported_ = 0; }
+    // While the calling thread of a walk fits voxels on this object, the
+    // causes the run has printed are kept in `*owner` (starting as this
+    // object's), which copies made meanwhile take over (adoptFlags); this
+    // object's own bits then say only what it met itself. Returns the
+    // previous owner, for takeReports.
+    unsigned* lendReports(unsigned* owner) {
+        unsigned* previous = reportOwner_;
+        *owner = *previous;
+        reportOwner_ = owner;
+        return previous;
+    }
+    // After the walk: the causes the run printed are this object's again.
+    void takeReports(unsigned* previous) {
+        const unsigned printed = *reportOwner_;
+        reportOwner_ = previous;
+        *previous = reported_ = printed;
+    }
 
 protected:
     // For subclass constructors: a free, unbound parameter whose value and

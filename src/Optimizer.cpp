@@ -334,7 +334,7 @@ bool Optimizer::isActive(unsigned x, unsigned y, unsigned z) const {
 // The walk
 
 void Optimizer::fitVoxel(Voxel& voxel) {
-    const OptimizerParameters& record = parameters_[voxel.number];
+    const OptimizerParameters& record = parameters_[voxel.slot];
     voxel.settings = record;
     voxel.iterations = record.numiter;
     voxel.exitFlag = 0;
@@ -387,7 +387,7 @@ void Optimizer::skipVoxel(Voxel& voxel) {
 }
 
 void Optimizer::fillRecord(const Voxel& voxel) {
-    OptimizerParameters& record = parameters_[voxel.number];
+    OptimizerParameters& record = parameters_[voxel.slot];
     record.x_ = voxel.x;
     record.y_ = voxel.y;
     record.z_ = voxel.z;

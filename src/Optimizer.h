@@ -116,6 +116,9 @@ public:
         const bool weighted;   // an error dataset is in play
         unsigned x = 0, y = 0, z = 0;
         unsigned number = 0;   // the record's number, from 0
+        // Where this optimizer keeps the record: at `number`, or in the one
+        // slot of a worker's copy.
+        unsigned slot = 0;
         unsigned count = 0;    // active voxels of the run
         StopSettings settings;  // the record's stop settings
         std::vector<double> times;  // the frames' model times [T]
@@ -384,14 +387,15 @@ private:
     // The voxel in work through the method and the closing report.
     void fitVoxel(Voxel& voxel);
     // The walk over `voxels` (x, y, z in walk order, one record each) on
-    // the calling thread, or on `threads` worker threads whose texts, maps
-    // and records the calling thread takes over voxel by voxel, in order
-    // (false, with nothing done, if the optimizable cannot be copied).
+    // the calling thread, or on `threads` threads: the calling one, with
+    // its working set `voxel` (prepared by beginRun), and workers whose
+    // texts, maps and records it takes over voxel by voxel, in order (false,
+    // with nothing done, if the optimizable cannot be copied).
     struct WalkVoxel {
         unsigned x, y, z;
     };
     void walkSerial(const std::vector<WalkVoxel>& voxels, Voxel& voxel);
-    bool walkParallel(const std::vector<WalkVoxel>& voxels, unsigned threads);
+    bool walkParallel(const std::vector<WalkVoxel>& voxels, unsigned threads, Voxel& voxel);
     struct Worker;
     struct VoxelResult;
     // A voxel whose data cannot be fitted keeps its start values.

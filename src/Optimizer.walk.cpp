@@ -5,12 +5,13 @@
 // fit changes is shared. Workers take voxels in walk order from a counter
 // and keep, per voxel, what the serial walk would have left: the texts it
 // printed (MessageCapture), its record, and the value and error of every
-// parameter at the voxel. The calling thread is one of the workers: between
-// the chunks it fits, it takes the results over voxel by voxel in walk
-// order, prints the texts, writes maps and record, and asks the progress
-// hook, exactly as the serial walk does after each voxel; so the printed
-// text and every number are those of the serial walk. Only the calling
-// thread touches the host.
+// parameter at the voxel. The calling thread fits too, on the run's own
+// optimizer and optimizable, as the serial walk does, keeping only its
+// texts aside. Between the chunks it fits, it takes the results over voxel
+// by voxel in walk order, prints the texts, writes maps and record, and asks
+// the progress hook, exactly as the serial walk does after each voxel; so
+// the printed text and every number are those of the serial walk. Only the
+// calling thread touches the host.
 #include <algorithm>
 #include <condition_variable>
 #include <memory>
@@ -38,7 +39,9 @@ Optimizer::Optimizer(const Optimizer& master, Optimizable* model)
       parameterIndex_(master.parameterIndex_),
       fitted_(master.fitted_),
       linkDrivers_(master.linkDrivers_),
-      parameters_(master.parameters_),
+      // A worker keeps one record, the voxel's in work: the run's records
+      // are the calling thread's, which hands each voxel's over.
+      parameters_(master.parameters_.begin(), master.parameters_.begin() + std::min<size_t>(1, master.parameters_.size())),
       chisquare_(0.0),
       x_(0),
       y_(0),
@@ -80,7 +83,7 @@ void Optimizer::run() {
     voxelsWalked_ = 0;
     heldData_ = heldError_ = HeldCurve();
     const unsigned threads = std::min<unsigned>(threadCount(), static_cast<unsigned>(voxels.size()));
-    if (threads < 2 || !walkParallel(voxels, threads)) walkSerial(voxels, voxel);
+    if (threads < 2 || !walkParallel(voxels, threads, voxel)) walkSerial(voxels, voxel);
     // Where the loops over the grid leave the voxel in work.
     x_ = X;
     y_ = Y;
@@ -95,7 +98,7 @@ void Optimizer::walkSerial(const std::vector<WalkVoxel>& voxels, Voxel& voxel) {
         x_ = voxel.x = voxels[i].x;
         y_ = voxel.y = voxels[i].y;
         z_ = voxel.z = voxels[i].z;
-        voxel.number = i;
+        voxel.number = voxel.slot = i;
         fitVoxel(voxel);
         ++voxelsWalked_;
         if (!update(UpdateAction(1))) {
@@ -112,6 +115,9 @@ struct Optimizer::VoxelResult {
     std::vector<double> value, error;  // every parameter's, at the voxel
     double seconds = 0.0;              // the voxel's share of the timers
     int timed = 0;
+    // Fitted by the calling thread, in place: the record and values are
+    // then those the voxel had before.
+    bool own = false;
 };
 
 // One worker thread: its optimizer and the copies it fits.
@@ -119,6 +125,7 @@ struct Optimizer::Worker {
     std::unique_ptr<Model> model;
     std::vector<std::unique_ptr<InputFunction>> inputs;
     std::unique_ptr<Optimizer> optimizer;
+    std::unique_ptr<Voxel> voxel;  // its working set
 };
 
 namespace {
@@ -146,15 +153,42 @@ void writeVoxel(Optimizable& model, unsigned x, unsigned y, unsigned z, const st
     model.setChanged(true);
 }
 
+// Lends the walk's report words to a model and its inputs (see
+// Optimizable::lendReports) and takes the reports back at the end.
+class ReportLoan {
+public:
+    explicit ReportLoan(Model& model) {
+        objects_.push_back(&model);
+        for (unsigned i = 0; i < model.getNumInputs(); ++i)
+            if (model.getInput(i) != nullptr) objects_.push_back(model.getInput(i));
+        words_.resize(objects_.size());
+        for (size_t k = 0; k < objects_.size(); ++k) previous_.push_back(objects_[k]->lendReports(&words_[k]));
+    }
+    ~ReportLoan() {
+        // In reverse, so that an object listed twice ends with its own word.
+        for (size_t k = objects_.size(); k-- > 0;) objects_[k]->takeReports(previous_[k]);
+    }
+    ReportLoan(const ReportLoan&) = delete;
+    ReportLoan& operator=(const ReportLoan&) = delete;
+
+private:
+    std::vector<Optimizable*> objects_;
+    std::vector<unsigned> words_;
+    std::vector<unsigned*> previous_;
+};
+
 }  // namespace
 
-bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned threads) {
-    const Model* master = dynamic_cast<const Model*>(model_);
+bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned threads, Voxel& own) {
+    Model* master = dynamic_cast<Model*>(model_);
     if (master == nullptr) return false;
+    // The calling thread fits on the run's own objects; the reports they
+    // print once per cause are kept in the walk's words meanwhile.
+    ReportLoan loan(*master);
     // The copies are the walk's own: what making and destroying them would
     // print (cache reports of the inputs, say) is no part of the run's text.
     MessageCapture unprinted;
-    std::vector<Worker> workers(threads);
+    std::vector<Worker> workers(threads - 1);
     struct Discard {
         std::vector<Worker>& workers;
         MessageCapture& unprinted;
@@ -163,7 +197,12 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
             workers.clear();
         }
     } discard{workers, unprinted};
+    const unsigned T = data_->getDimensionT();
+    const unsigned P = getNumFitted();
+    const unsigned count = static_cast<unsigned>(parameters_.size());
     {
+        // Each copy's working set is prepared for the run as the calling
+        // thread's was (beginRun), without its texts, which that one printed.
         MessageCapture::Scope quiet(unprinted, "");
         for (Worker& w : workers) {
             std::vector<InputFunction*> inputs;
@@ -172,6 +211,10 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
             if (!w.model) return false;
             w.optimizer.reset(makeWorker(w.model.get()));
             if (!w.optimizer) return false;
+            w.voxel.reset(new Voxel(T, P, error_ != nullptr));
+            w.voxel->count = count;
+            w.voxel->times = modelTimes();
+            if (!w.optimizer->beginRun(*w.voxel)) return false;
         }
     }
 
@@ -190,49 +233,51 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
     unsigned next = 0, taken = 0;  // chunks handed out, chunks taken over
     bool stop = false;
     const std::string indent = _MessageHelper::indent_;
-    const unsigned T = data_->getDimensionT();
-    const unsigned P = getNumFitted();
-    const unsigned count = static_cast<unsigned>(parameters_.size());
 
-    // Each worker's working set, prepared for the run as the calling
-    // thread's was (beginRun), without its texts, which that one printed.
-    std::vector<std::unique_ptr<Voxel>> sets;
-    {
-        MessageCapture::Scope quiet(unprinted, "");
-        for (Worker& w : workers) {
-            sets.emplace_back(new Voxel(T, P, error_ != nullptr));
-            sets.back()->count = count;
-            sets.back()->times = modelTimes();
-            if (!w.optimizer->beginRun(*sets.back())) return false;
-        }
-    }
-
-    // Fits chunk c on a worker's copies and leaves its results in its slot.
-    auto fitChunk = [&](Worker& w, Voxel& voxel, unsigned c) {
-        Optimizer& o = *w.optimizer;
+    // Fits chunk c with optimizer o and working set `voxel`, and leaves the
+    // results in the chunk's slots. The calling thread's optimizer (this)
+    // writes maps and records in place; a copy's record and values go
+    // through the slot.
+    auto fitChunk = [&](Optimizer& o, Voxel& voxel, unsigned c) {
+        const bool mine = &o == this;
         for (unsigned i = c * chunk; i < std::min(n, (c + 1) * chunk); ++i) {
             VoxelResult& r = results[static_cast<size_t>(c % window) * chunk + (i - c * chunk)];
             o.x_ = voxel.x = voxels[i].x;
             o.y_ = voxel.y = voxels[i].y;
             o.z_ = voxel.z = voxels[i].z;
             voxel.number = i;
+            voxel.slot = mine ? i : 0;
+            if (mine) {
+                // What the voxel had, for a stop before it (see below).
+                r.record = parameters_[i];
+                readVoxel(*model_, voxel.x, voxel.y, voxel.z, r.value, r.error);
+            } else {
+                o.parameters_[0] = parameters_[i];
+            }
             const double seconds = o.totalTime_;
             const int timed = o.timerCount_;
             {
                 MessageCapture::Scope scope(r.texts, indent);
                 o.fitVoxel(voxel);
             }
-            r.record = o.parameters_[i];
-            readVoxel(*o.model_, voxel.x, voxel.y, voxel.z, r.value, r.error);
+            // The timers' share goes into the run's totals at the merge.
             r.seconds = o.totalTime_ - seconds;
             r.timed = o.timerCount_ - timed;
+            r.own = mine;
+            if (mine) {
+                totalTime_ = seconds;
+                timerCount_ = timed;
+            } else {
+                r.record = o.parameters_[0];
+                readVoxel(*o.model_, voxel.x, voxel.y, voxel.z, r.value, r.error);
+            }
         }
         std::lock_guard<std::mutex> lock(mutex);
         done[c % window] = 1;
         doneOne.notify_all();
     };
     // A pool thread takes the next chunk while the window allows, until none is left.
-    auto work = [&](Worker& w, Voxel& voxel) {
+    auto work = [&](Worker& w) {
         for (;;) {
             unsigned c;
             {
@@ -241,21 +286,19 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
                 if (stop || next >= chunks) return;
                 c = next++;
             }
-            fitChunk(w, voxel, c);
+            fitChunk(*w.optimizer, *w.voxel, c);
         }
     };
-    // The calling thread is one of the workers (copy 0); the others run on
-    // the pool.
     std::vector<std::thread> pool;
     try {
-        for (unsigned i = 1; i < workers.size(); ++i) pool.emplace_back(work, std::ref(workers[i]), std::ref(*sets[i]));
+        for (Worker& w : workers) pool.emplace_back(work, std::ref(w));
     } catch (...) {
         // Fewer threads than asked for share the voxels; with none, the
         // calling thread fits them all.
     }
 
-    bool stopped = false;
-    for (unsigned c = 0; c < chunks && !stopped; ++c) {
+    unsigned stoppedAfter = n;  // the voxel after which the hook stopped the run
+    for (unsigned c = 0; c < chunks && stoppedAfter == n; ++c) {
         // Until chunk c is done, the calling thread fits chunks itself.
         for (;;) {
             std::unique_lock<std::mutex> lock(mutex);
@@ -263,7 +306,7 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
             if (next < chunks && next < taken + window) {
                 const unsigned mine = next++;
                 lock.unlock();
-                fitChunk(workers[0], *sets[0], mine);
+                fitChunk(*this, own, mine);
                 continue;
             }
             doneOne.wait(lock, [&] { return done[c % window] != 0; });
@@ -276,16 +319,18 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
             z_ = voxels[i].z;
             r.texts.replay();
             r.texts.clear();
-            writeVoxel(*model_, x_, y_, z_, r.value, r.error);
+            if (!r.own) {
+                writeVoxel(*model_, x_, y_, z_, r.value, r.error);
+                parameters_[i] = r.record;
+            }
             // The record's time is the run's running total, as the serial walk keeps it.
             totalTime_ += r.seconds;
             timerCount_ += r.timed;
-            parameters_[i] = r.record;
             parameters_[i].time_ = totalTime_;
             ++voxelsWalked_;
             if (!update(UpdateAction(1))) {
                 stopByUser();
-                stopped = true;
+                stoppedAfter = i;
                 break;
             }
         }
@@ -300,5 +345,15 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
         takenOne.notify_all();
     }
     for (std::thread& t : pool) t.join();
+    // The voxels after a stop are left as the serial walk leaves them,
+    // untouched: what the calling thread fitted of them in place is undone.
+    // Every chunk handed out is done now, and its slots are its own.
+    for (unsigned i = stoppedAfter + 1; i < std::min(n, next * chunk); ++i) {
+        const unsigned c = i / chunk;
+        VoxelResult& r = results[static_cast<size_t>(c % window) * chunk + (i - c * chunk)];
+        if (!r.own) continue;
+        writeVoxel(*model_, voxels[i].x, voxels[i].y, voxels[i].z, r.value, r.error);
+        parameters_[i] = r.record;
+    }
     return true;
 }
