@@ -4,7 +4,7 @@
 
 #include "util/Message.h"
 
-int Dataset::count_ = 0;
+std::atomic<int> Dataset::count_{0};
 
 Dataset::Dataset(const std::string& name, const Unit& unit)
     : unit_(unit), spaceUnit_("mm"), name_(name) {

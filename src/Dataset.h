@@ -26,6 +26,7 @@
 #include <istream>
 #include <limits>
 #include <ostream>
+#include <atomic>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -234,8 +235,9 @@ public:
     Dataset& operator*=(const Dataset& other);
     Dataset& operator/=(const Dataset& other);
 
-    // Number of dataset objects alive; only reported.
-    static int count_;
+    // Number of dataset objects alive; only reported. Atomic: the worker
+    // threads of a voxel walk make their copies side by side.
+    static std::atomic<int> count_;
 
 protected:
     unsigned dimension_ = 0;

@@ -9,7 +9,7 @@
 #include "util/Message.h"
 
 
-int Optimizable::count_ = 0;
+std::atomic<int> Optimizable::count_{0};
 
 Optimizable::Optimizable(const std::string& type)
     : name_(), unit_(), type_(type), changed_(false), numder_(false), size_(0), x_(0), y_(0), z_(0) {

@@ -14,6 +14,7 @@
 #define KINETRA_OPTIMIZABLE_H
 
 #include <map>
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -145,7 +146,8 @@ public:
     // A write to `a` also writes `b` with the transform `type` ("", "-", "1-", "/").
     void setParameterLink(const std::string& a, const std::string& b, const std::string& type);
 
-    static int count_;
+    // Objects alive (atomic: worker threads make copies side by side).
+    static std::atomic<int> count_;
 
     // Assertions that would fail again at every evaluation (a time before 0,
     // a sample table out of step) are reported once per cause: print() runs

@@ -126,6 +126,7 @@ struct Optimizer::Worker {
     std::vector<std::unique_ptr<InputFunction>> inputs;
     std::unique_ptr<Optimizer> optimizer;
     std::unique_ptr<Voxel> voxel;  // its working set
+    MessageCapture unprinted;      // what making its copies printed
 };
 
 namespace {
@@ -200,23 +201,31 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
     const unsigned T = data_->getDimensionT();
     const unsigned P = getNumFitted();
     const unsigned count = static_cast<unsigned>(parameters_.size());
+    const bool weighted = error_ != nullptr;
+    const std::vector<double> times = modelTimes();
+    // A worker's copies of `model` and `optimizer`, its working set
+    // prepared for the run as the calling thread's was (beginRun); the
+    // texts go to the caller's capture, since the calling thread printed them.
+    auto makeCopies = [&](Worker& w, const Model& model, const Optimizer& optimizer) {
+        std::vector<InputFunction*> inputs;
+        w.model.reset(model.duplicate(inputs));
+        for (InputFunction* input : inputs) w.inputs.emplace_back(input);
+        if (!w.model) return false;
+        w.optimizer.reset(optimizer.makeWorker(w.model.get()));
+        if (!w.optimizer) return false;
+        w.voxel.reset(new Voxel(T, P, weighted));
+        w.voxel->count = count;
+        w.voxel->times = times;
+        return w.optimizer->beginRun(*w.voxel);
+    };
+    // The first worker's copies are made here, from the run's objects; the
+    // other workers copy those on their own threads, side by side, while
+    // the calling thread fits, and the first worker fits once they have.
     {
-        // Each copy's working set is prepared for the run as the calling
-        // thread's was (beginRun), without its texts, which that one printed.
         MessageCapture::Scope quiet(unprinted, "");
-        for (Worker& w : workers) {
-            std::vector<InputFunction*> inputs;
-            w.model.reset(master->duplicate(inputs));
-            for (InputFunction* input : inputs) w.inputs.emplace_back(input);
-            if (!w.model) return false;
-            w.optimizer.reset(makeWorker(w.model.get()));
-            if (!w.optimizer) return false;
-            w.voxel.reset(new Voxel(T, P, error_ != nullptr));
-            w.voxel->count = count;
-            w.voxel->times = modelTimes();
-            if (!w.optimizer->beginRun(*w.voxel)) return false;
-        }
+        if (!makeCopies(workers[0], *master, *this)) return false;
     }
+    unsigned copying = static_cast<unsigned>(workers.size()) - 1;  // copies still being made
 
     const unsigned n = static_cast<unsigned>(voxels.size());
     // Voxels go out in chunks of consecutive ones, so that threads meet
@@ -229,7 +238,7 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
     std::vector<VoxelResult> results(static_cast<size_t>(window) * chunk);
     std::vector<char> done(window, 0);
     std::mutex mutex;
-    std::condition_variable doneOne, takenOne;
+    std::condition_variable doneOne, takenOne, copied;
     unsigned next = 0, taken = 0;  // chunks handed out, chunks taken over
     bool stop = false;
     const std::string indent = _MessageHelper::indent_;
@@ -277,7 +286,21 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
         doneOne.notify_all();
     };
     // A pool thread takes the next chunk while the window allows, until none is left.
-    auto work = [&](Worker& w) {
+    auto work = [&](unsigned k) {
+        Worker& w = workers[k];
+        if (k == 0) {
+            std::unique_lock<std::mutex> lock(mutex);
+            copied.wait(lock, [&] { return copying == 0; });
+        } else {
+            bool made;
+            {
+                MessageCapture::Scope quiet(w.unprinted, "");
+                made = makeCopies(w, *workers[0].model, *workers[0].optimizer);
+            }
+            std::lock_guard<std::mutex> lock(mutex);
+            if (--copying == 0) copied.notify_all();
+            if (!made) return;  // the others share its voxels
+        }
         for (;;) {
             unsigned c;
             {
@@ -291,10 +314,14 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
     };
     std::vector<std::thread> pool;
     try {
-        for (Worker& w : workers) pool.emplace_back(work, std::ref(w));
+        for (unsigned k = 0; k < workers.size(); ++k) pool.emplace_back(work, k);
     } catch (...) {
         // Fewer threads than asked for share the voxels; with none, the
-        // calling thread fits them all.
+        // calling thread fits them all. The first worker waits for no copy
+        // that an unstarted thread would have made.
+        std::lock_guard<std::mutex> lock(mutex);
+        if (!pool.empty()) copying -= static_cast<unsigned>(workers.size() - pool.size());
+        copied.notify_all();
     }
 
     unsigned stoppedAfter = n;  // the voxel after which the hook stopped the run

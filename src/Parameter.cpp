@@ -7,7 +7,7 @@
 #include "VOI.h"
 #include "util/Message.h"
 
-int Parameter::count_ = 0;
+std::atomic<int> Parameter::count_{0};
 
 namespace {
 

@@ -10,6 +10,7 @@
 #define KINETRA_PARAMETER_H
 
 #include <ostream>
+#include <atomic>
 #include <string>
 
 #include "Dataset3D.h"
@@ -108,7 +109,8 @@ public:
     unsigned getInitSize() const { return initSize_; }
     unsigned getErrorSize() const { return errorSize_; }
 
-    static int count_;
+    // Objects alive (atomic: worker threads make copies side by side).
+    static std::atomic<int> count_;
 
 private:
     void destroyVolumes();

@@ -31,7 +31,7 @@ protected:
     void TearDown() override {
         for (mxArray* a : owned) mxDestroyArray(a);
         EXPECT_EQ(mexhost::liveArrays(), arrays);
-        EXPECT_EQ(Dataset::count_, datasets);
+        EXPECT_EQ(Dataset::count_.load(), datasets);
         mexhost::clearOutput();
     }
     mxArray* make(mxClassID id, Dims d, Values v = {}) { return keep(mexhost::makeArray(id, d, v)); }
@@ -169,7 +169,7 @@ TEST_F(Bridge, TimeArraysSetFramesOrDestroyTheDataset) {
         args[2] = c.first;
         EXPECT_EQ(bridge.createDataset(3, args.data(), 1, "bad", true), nullptr);
         EXPECT_EQ(takeOutput(), c.second);
-        EXPECT_EQ(Dataset::count_, datasets);  // the fresh dataset is gone
+        EXPECT_EQ(Dataset::count_.load(), datasets);  // the fresh dataset is gone
     }
     // 3D data ignore the time argument.
     args[1] = make(mxDOUBLE_CLASS, {2, 2, 2});

@@ -201,14 +201,14 @@ TEST(Dataset, CopiesKeepIdentityAssignmentsKeepTheirName) {
         s.setTime(2, 30);
         s.setTimeUnit(Unit("min"));
         std::unique_ptr<Dataset> clone(s.clone()), empty(s.cloneEmpty());
-        EXPECT_EQ(Dataset::count_, before + 2 + 4 + 4 + 4);
+        EXPECT_EQ(Dataset::count_.load(), before + 2 + 4 + 4 + 4);
         EXPECT_EQ(clone->getName() + clone->getTimeUnit().getName(), "smin");
         EXPECT_EQ(clone->getTime(2) + clone->getValue4D(2, 1, 0, 0), 31.5);
         EXPECT_EQ(empty->getName() + empty->getTimeUnit().getName(), "s");
         EXPECT_EQ(empty->getNumElements(), 6u);
         EXPECT_EQ(empty->getTime(2) + empty->getValue4D(2, 1, 0, 0), 0.0);
     }
-    EXPECT_EQ(Dataset::count_, before);
+    EXPECT_EQ(Dataset::count_.load(), before);
 }
 
 TEST(Dataset, ScaleMapsRangeLinearly) {

@@ -174,7 +174,7 @@ TEST_F(Sequences, ARenamedTemporaryStaysTheUsersAndNothingLeaks) {
     s.call({"set", "data", "y", tissue(1, 1, 1), frameTable()});
     const int before = Dataset::count_;
     Result r = s.call({"process", tissue(2, 1, 1, 5.0), "none", "none", mask(2, 1, 1)});
-    EXPECT_EQ(Dataset::count_, before);
+    EXPECT_EQ(Dataset::count_.load(), before);
     EXPECT_EQ(optimizer->getDataset(), s.workspace->getData("_data_"));
     EXPECT_DOUBLE_EQ(s.workspace->getData("_data_")->getValue4D(T - 1, 1, 0, 0), 5.0 * gain(1, 0, 0) * curve[T - 1]);
     EXPECT_EQ(s.workspace->getData("y")->getNumElements(), T);
