@@ -142,12 +142,12 @@ protected:
     // calls'. Afterwards the cache holds no time: the next call fetches anew.
     template <class Load>
     void evaluateFromCache(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
-                           unsigned P, double* values, double* derivatives, bool& inPass, Load load) {
+                           unsigned P, double* values, double* derivatives, Load load) {
         struct Pass {
             bool& flag;
             explicit Pass(bool& b) : flag(b) { flag = true; }
             ~Pass() { flag = false; }
-        } pass(inPass);
+        } pass(inPass_);
         for (unsigned i = 0; i < T; ++i) {
             load(i);
             values[i] = (*this)(t[i], x, y, z);
@@ -157,6 +157,22 @@ protected:
         t_ = std::numeric_limits<double>::quiet_NaN();
     }
 
+    // Whether a one-pass evaluate can stand in for the calls one by one: one
+    // input, analytic derivatives, frames, and nothing printed per call
+    // (verbosity under `printsFrom`).
+    bool onePass(unsigned T, unsigned printsFrom) const {
+        return input_.size() == 1 && input_[0] != nullptr && !numder_ && T > 0 && !_MessageHelper::enabled(printsFrom);
+    }
+    // Room for `blocks` arrays of T numbers of a pass, kept between calls.
+    double* passFrames(unsigned blocks, unsigned T) {
+        const size_t n = static_cast<size_t>(blocks) * T;
+        if (frames_.size() < n) frames_.resize(n);
+        return frames_.data();
+    }
+
+    // Within evaluateFromCache's pass: the class's precompute leaves the
+    // cache, which the pass fills, alone.
+    bool inPass_ = false;
     double t_;
     std::vector<InputFunction*> input_;
     double scale_;
@@ -164,6 +180,7 @@ protected:
 
 private:
     ModelOrigin origin_;  // className null: no analytic derivatives
+    std::vector<double> frames_;  // the input's numbers of a pass (passFrames)
 
     bool checkInput() const;
     bool checkComponent(int component) const;

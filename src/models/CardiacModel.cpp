@@ -1,5 +1,7 @@
 #include "models/CardiacModel.h"
 
+#include <cmath>
+
 #include "Dataset3D.h"
 #include "InputFunction.h"
 
@@ -22,7 +24,7 @@ std::vector<double> CardiacModel::computeAll(double t, unsigned x, unsigned y, u
     return {withFurtherInputs(tbv * cache_.ca + (1.0 - tbv) * c1, t, x, y, z), c1};
 }
 
-void CardiacModel::precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime) {
+void CardiacModel::readParameters(unsigned x, unsigned y, unsigned z) {
     if (changed_ || x != x_ || y != y_ || z != z_) {
         for (unsigned i = 0; i < 3; ++i) cache_.p[i] = normalValue(i, x, y, z);
         x_ = x;
@@ -30,6 +32,11 @@ void CardiacModel::precompute(double t, unsigned x, unsigned y, unsigned z, bool
         z_ = z;
         changed_ = false;
     }
+}
+
+void CardiacModel::precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime) {
+    if (inPass_) return;
+    readParameters(x, y, z);
     t_ = t;
     InputFunction* input = firstInput();
     if (input == nullptr) {
@@ -40,6 +47,26 @@ void CardiacModel::precompute(double t, unsigned x, unsigned y, unsigned z, bool
     const double k2 = efflux();
     cache_.conv = input->convExp(k2, t, 0, 0, 0) * scale_;
     if (withTime) cache_.convT = input->convTimeExp(k2, t, 0, 0, 0) * scale_;
+}
+
+void CardiacModel::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                            unsigned P, double* values, double* derivatives) {
+    InputFunction* input = firstInput();
+    readParameters(x, y, z);
+    const double k2 = efflux();
+    if (!onePass(T, 5) || !std::isfinite(k2)) {
+        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
+        return;
+    }
+    double* ca = passFrames(3, T);
+    double* conv = ca + T;
+    double* convT = conv + T;
+    input->convolveFrames(k2, t, T, 0, 0, 0, ca, conv, convT);
+    evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, [&](unsigned i) {
+        cache_.ca = ca[i] * scale_;
+        cache_.conv = conv[i] * scale_;
+        cache_.convT = convT[i] * scale_;
+    });
 }
 
 double CardiacModel::getMBF(unsigned x, unsigned y, unsigned z) const {

@@ -21,6 +21,12 @@ public:
     // the first, where the model takes them]; components: y and C1.
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
+    // The curve and its derivatives with the parameters read once and the
+    // input's convolutions of all frames in one pass; the calls one by one
+    // where they would print (verbosity 5 on), where further inputs,
+    // numerical derivatives or an efflux that is not a number are in play.
+    void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
+                  double* values, double* derivatives) override;
 
     // Myocardial blood flow at a voxel: stored k1 / density, no unit factor.
     double getMBF(unsigned x, unsigned y, unsigned z) const;
@@ -39,6 +45,8 @@ protected:
     // Flag pattern: the three normal parameters on a change of parameters or
     // voxel; then always scale_, Ca, conv(k2) and, withTime, convT(k2).
     void precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime);
+    // Its parameter part.
+    void readParameters(unsigned x, unsigned y, unsigned z);
 
     // Cache, in normal units.
     struct Cache {

@@ -23,7 +23,22 @@ void FMISOModel::readRates(unsigned x, unsigned y, unsigned z, bool withK4) {
     c.V = normalValue(i, x, y, z);
 }
 
+void FMISOModel::refreshSet(unsigned x, unsigned y, unsigned z) {
+    if (!(changed_ || x != x_ || y != y_ || z != z_)) return;
+    readParameters(x, y, z);
+    settle(x, y, z);
+}
+
+void FMISOModel::settle(unsigned x, unsigned y, unsigned z) {
+    x_ = x;
+    y_ = y;
+    z_ = z;
+    changed_ = false;
+    t_ = kNaN;  // new parameters or voxel: new numbers
+}
+
 bool FMISOModel::precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime) {
+    if (inPass_) return true;
     InputFunction* input = firstInput();
     const bool moved = changed_ || x != x_ || y != y_ || z != z_;
     if (moved) readParameters(x, y, z);
@@ -33,13 +48,7 @@ bool FMISOModel::precompute(double t, unsigned x, unsigned y, unsigned z, bool w
         cache_.C1 = cache_.C2 = cache_.C3 = cache_.ca = 0.0;
         return false;
     }
-    if (moved) {
-        x_ = x;
-        y_ = y;
-        z_ = z;
-        changed_ = false;
-        t_ = kNaN;  // new parameters or voxel: new numbers
-    }
+    if (moved) settle(x, y, z);
     // The value and the derivatives at one time ask for the same numbers:
     // the last fetch answers while time, scale_ and the voxel stand.
     if (t == t_ && scale_ == cache_.scale && (cache_.withTime || !withTime)) return true;
@@ -53,7 +62,13 @@ bool FMISOModel::precompute(double t, unsigned x, unsigned y, unsigned z, bool w
     for (unsigned i = 0; i < n; ++i) c.conv[i] = convExpAt(*input, rate[i], t, x, y, z) * scale_;
     if (withTime)
         for (unsigned i = 0; i < n; ++i) c.convT[i] = convTimeExpAt(*input, rate[i], t, x, y, z) * scale_;
-    const ConvolutionDifferences f{input, t, x, y, z, scale_};
+    curves(*input, t, x, y, z, withTime);
+    return true;
+}
+
+void FMISOModel::curves(InputFunction& input, double t, unsigned x, unsigned y, unsigned z, bool withTime) {
+    Cache& c = cache_;
+    const ConvolutionDifferences f{&input, t, x, y, z, scale_};
     const double e = 1.0 - c.eta;
     c.D0 = -f.first(0.0, c.conv[0], c.kappa, c.conv[2]);
     c.C1 = c.k1 * c.conv[2];
@@ -69,7 +84,43 @@ bool FMISOModel::precompute(double t, unsigned x, unsigned y, unsigned z, bool w
             c.S = f.confluent(c.kappa, c.conv[2], c.k4, c.conv[3], dk4);
         }
     }
-    return true;
+}
+
+void FMISOModel::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                          unsigned P, double* values, double* derivatives) {
+    InputFunction* input = firstInput();
+    if (!onePass(T, 5)) {
+        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
+        return;
+    }
+    // The set as the first call of the frame loop reads it.
+    refreshSet(x, y, z);
+    const Cache& c = cache_;
+    const double rate[4] = {0.0, c.k3, c.kappa, c.k4};
+    const unsigned n = threeTissue_ ? 4 : 3;
+    bool finite = true;
+    for (unsigned r = 0; r < n; ++r) finite = finite && std::isfinite(rate[r]);
+    if (!finite) {
+        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
+        return;
+    }
+    // The input's values, then each rate's convolutions: value (again),
+    // conv and convT per rate.
+    double* frames = passFrames(1 + 3 * n, T);
+    double* ca = frames;
+    for (unsigned r = 0; r < n; ++r) {
+        double* block = frames + static_cast<size_t>(1 + 3 * r) * T;
+        input->convolveFrames(rate[r], t, T, x, y, z, r == 0 ? ca : block, block + T, block + 2 * T);
+    }
+    evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, [&](unsigned i) {
+        cache_.ca = ca[i] * scale_;
+        for (unsigned r = 0; r < n; ++r) {
+            const double* block = frames + static_cast<size_t>(1 + 3 * r) * T;
+            cache_.conv[r] = block[T + i] * scale_;
+            cache_.convT[r] = block[2 * T + i] * scale_;
+        }
+        curves(*input, t[i], x, y, z, true);
+    });
 }
 
 double FMISOModel::operator()(double t, unsigned x, unsigned y, unsigned z) {

@@ -21,6 +21,12 @@ class FMISOModel : public Model {
 public:
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
+    // The curve and its derivatives with the set read once and each rate's
+    // convolutions of all frames in one pass; the calls one by one where
+    // they would print (verbosity 5 on), where further inputs, numerical
+    // derivatives or rates that are not numbers are in play.
+    void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
+                  double* values, double* derivatives) override;
 
 protected:
     FMISOModel(const std::string& name, unsigned components, const Unit& unit, const ModelOrigin& origin);
@@ -34,6 +40,14 @@ protected:
     // Parameters, the input's numbers and the curves; with `withTime` also
     // the derivative pieces T, Q, R, S. False without an input.
     bool precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime);
+    // Its set part: the parameters on a change of parameters or voxel.
+    void refreshSet(unsigned x, unsigned y, unsigned z);
+    // The set read at the voxel stands: the key moves there, and the input's
+    // numbers are fetched anew.
+    void settle(unsigned x, unsigned y, unsigned z);
+    // Its last part: the curves (and withTime the derivative pieces) at t
+    // from the input's numbers in the cache.
+    void curves(InputFunction& input, double t, unsigned x, unsigned y, unsigned z, bool withTime);
     // The last number of a der call, reported and in the user's units.
     double finish(unsigned index, double t, double d);
 

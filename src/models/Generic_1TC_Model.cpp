@@ -87,14 +87,13 @@ void Generic_1TC_Model::evaluate(const double* t, unsigned T, unsigned x, unsign
     bool known = true;
     for (unsigned j = 0; j < P; ++j) known = known && index[j] <= BETA;
     InputFunction* input = firstInput();
-    if (input == nullptr || input_.size() > 1 || numder_ || !known || _MessageHelper::enabled(5)) {
+    if (!onePass(T, 5) || !known) {
         Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
         return;
     }
     double p[4];
     for (unsigned i = 0; i < 4; ++i) p[i] = normalValue(i, x, y, z);
-    if (frames_.size() < 3u * T) frames_.resize(3u * T);
-    double* ca = frames_.data();
+    double* ca = passFrames(3, T);
     double* conv = ca + T;
     double* convT = conv + T;
     input->convolveFrames(p[K2], t, T, x, y, z, ca, conv, convT);

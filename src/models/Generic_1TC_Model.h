@@ -45,8 +45,6 @@ private:
         double convT = 0.0;                      // convTimeExp(k2, t) * scale_
         static constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
     } cache_;
-    // The input's value and convolutions of the frames of one evaluate call.
-    std::vector<double> frames_;
 };
 
 #endif

@@ -16,7 +16,7 @@ Neuro_Lammertsma_Model::Neuro_Lammertsma_Model(const Unit& unit, double R1, doub
 }
 
 void Neuro_Lammertsma_Model::precompute(double t, unsigned x, unsigned y, unsigned z, bool /*withTime*/) {
-    int status = 0;
+    if (inPass_) return;
     double p[4];
     for (unsigned i = 0; i < 4; ++i) p[i] = normalValue(i, x, y, z);
     InputFunction* input = referenceInput();
@@ -24,9 +24,59 @@ void Neuro_Lammertsma_Model::precompute(double t, unsigned x, unsigned y, unsign
         cache_.cr = cache_.conv1 = cache_.conv2 = cache_.convT1 = cache_.convT2 = 0.0;
         return;
     }
+    int status = refreshSet(p) ? 1 : 0;
+    const double f = input->getUnit().getFactor();
+    if (t != t_) {
+        ++status;
+        MESSAGE(5, "new t=%.2f (%.2f) => status =%d\n", t, t_, status);
+        t_ = t;
+        cache_.cr = (*input)(t, 0, 0, 0) * f;
+    }
+    if (status > 0) {
+        // The rates are positive here and go to the input as they are.
+        cache_.conv1 = convExpAt(*input, cache_.l1, t, 0, 0, 0) * f;
+        cache_.conv2 = convExpAt(*input, cache_.l2, t, 0, 0, 0) * f;
+        cache_.convT1 = convTimeExpAt(*input, cache_.l1, t, 0, 0, 0) * f;
+        cache_.convT2 = convTimeExpAt(*input, cache_.l2, t, 0, 0, 0) * f;
+    }
+}
+
+void Neuro_Lammertsma_Model::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z,
+                                      const unsigned* index, unsigned P, double* values, double* derivatives) {
+    if (!onePass(T, 4)) {
+        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
+        return;
+    }
+    // The set as the first call of the frame loop reads it (and reports it).
+    double p[4];
+    for (unsigned i = 0; i < 4; ++i) p[i] = normalValue(i, x, y, z);
+    InputFunction* input = referenceInput();
+    refreshSet(p);
+    if (!std::isfinite(cache_.l1) || !std::isfinite(cache_.l2)) {
+        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
+        return;
+    }
+    const double f = input->getUnit().getFactor();
+    double* cr = passFrames(6, T);
+    double* conv1 = cr + T;
+    double* convT1 = conv1 + T;
+    double* again = convT1 + T;  // the reference's values once more
+    double* conv2 = again + T;
+    double* convT2 = conv2 + T;
+    input->convolveFrames(cache_.l1, t, T, 0, 0, 0, cr, conv1, convT1);
+    input->convolveFrames(cache_.l2, t, T, 0, 0, 0, again, conv2, convT2);
+    evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, [&](unsigned i) {
+        cache_.cr = cr[i] * f;
+        cache_.conv1 = conv1[i] * f;
+        cache_.conv2 = conv2[i] * f;
+        cache_.convT1 = convT1[i] * f;
+        cache_.convT2 = convT2[i] * f;
+    });
+}
+
+bool Neuro_Lammertsma_Model::refreshSet(const double* p) {
     if (p[R1] != cache_.p[R1] || p[K2] != cache_.p[K2] || p[K3] != cache_.p[K3] || p[BPSTAR] != cache_.p[BPSTAR]) {
         MESSAGE(5, "re-setting model parameters: %.3f,%.6f,%.4f,%.4f\n", p[R1], p[K2], p[K3], p[BPSTAR]);
-        status = 1;
         for (unsigned i = 0; i < 4; ++i) cache_.p[i] = p[i];
         const double k2 = p[K2], k3 = p[K3], k4 = k3 / p[BPSTAR];
         cache_.k4 = k4;
@@ -58,21 +108,9 @@ void Neuro_Lammertsma_Model::precompute(double t, unsigned x, unsigned y, unsign
             // those of the previous set.
             cache_.Delta = cache_.l1 = cache_.l2 = std::nan("");
         }
+        return true;
     }
-    const double f = input->getUnit().getFactor();
-    if (t != t_) {
-        ++status;
-        MESSAGE(5, "new t=%.2f (%.2f) => status =%d\n", t, t_, status);
-        t_ = t;
-        cache_.cr = (*input)(t, 0, 0, 0) * f;
-    }
-    if (status > 0) {
-        // The rates are positive here and go to the input as they are.
-        cache_.conv1 = convExpAt(*input, cache_.l1, t, 0, 0, 0) * f;
-        cache_.conv2 = convExpAt(*input, cache_.l2, t, 0, 0, 0) * f;
-        cache_.convT1 = convTimeExpAt(*input, cache_.l1, t, 0, 0, 0) * f;
-        cache_.convT2 = convTimeExpAt(*input, cache_.l2, t, 0, 0, 0) * f;
-    }
+    return false;
 }
 
 double Neuro_Lammertsma_Model::value(double t, unsigned x, unsigned y, unsigned z) {

@@ -24,6 +24,12 @@ public:
 
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
+    // The curve and its derivatives with the set read once and both rates'
+    // convolutions of all frames in one pass each; the calls one by one
+    // where they would print (verbosity 4 on), where further inputs,
+    // numerical derivatives or rates that are not numbers are in play.
+    void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
+                  double* values, double* derivatives) override;
 
     enum { R1 = 0, K2 = 1, K3 = 2, BPSTAR = 3 };
 
@@ -32,6 +38,9 @@ private:
     // convolutions, a new time the input value and the convolutions (all
     // four, whatever withTime says).
     void precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime);
+    // Its set part: the rates anew (and reported) for parameters p that
+    // differ from the cached ones; true if they did.
+    bool refreshSet(const double* p);
     double analyticDer(unsigned index, double t, unsigned x, unsigned y, unsigned z) override;
     double value(double t, unsigned x, unsigned y, unsigned z);
 

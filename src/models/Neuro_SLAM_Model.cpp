@@ -52,7 +52,7 @@ void Neuro_SLAM_Model::evaluate(const double* t, unsigned T, unsigned x, unsigne
     double p[3];
     for (unsigned i = 0; i < 3; ++i) p[i] = normalValue(i, x, y, z);
     const double k2a = p[K2] / (1.0 + p[BPSTAR]);
-    if (input_.size() != 1 || numder_ || _MessageHelper::enabled(5) || T == 0 || !std::isfinite(k2a)) {
+    if (!onePass(T, 5) || !std::isfinite(k2a)) {
         Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
         return;
     }
@@ -60,12 +60,11 @@ void Neuro_SLAM_Model::evaluate(const double* t, unsigned T, unsigned x, unsigne
     for (unsigned i = 0; i < 3; ++i) cache_.p[i] = p[i];
     cache_.k2a = k2a;
     const double f = input->getUnit().getFactor();
-    if (frames_.size() < 3u * T) frames_.resize(3u * T);
-    double* cr = frames_.data();
+    double* cr = passFrames(3, T);
     double* conv = cr + T;
     double* convT = conv + T;
     input->convolveFrames(k2a, t, T, x, y, z, cr, conv, convT);
-    evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, inPass_, [&](unsigned i) {
+    evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, [&](unsigned i) {
         cache_.cr = cr[i] * f;
         cache_.conv = conv[i] * f;
         cache_.convT = convT[i] * f;

@@ -46,8 +46,6 @@ private:
         double k2a = kNaN;                 // k2 / (1 + BPstar)
         double conv = 0.0, convT = 0.0;    // with k2a, times f
     } cache_;
-    bool inPass_ = false;         // within evaluate's pass: the cache is filled
-    std::vector<double> frames_;  // the reference's numbers of that pass
 };
 
 #endif

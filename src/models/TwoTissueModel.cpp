@@ -120,7 +120,7 @@ void TwoTissueModel::precompute(double t, unsigned x, unsigned y, unsigned z, bo
 void TwoTissueModel::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
                               unsigned P, double* values, double* derivatives) {
     InputFunction* input = firstInput();
-    if (input == nullptr || input_.size() > 1 || numder_ || _MessageHelper::enabled(5) || T == 0) {
+    if (!onePass(T, 5)) {
         Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
         return;
     }
@@ -134,8 +134,7 @@ void TwoTissueModel::evaluate(const double* t, unsigned T, unsigned x, unsigned 
     }
     const bool atVoxel = kind_ == GENERIC;
     const unsigned ix = atVoxel ? x : 0, iy = atVoxel ? y : 0, iz = atVoxel ? z : 0;
-    if (frames_.size() < 6u * T) frames_.resize(6u * T);
-    double* ca = frames_.data();
+    double* ca = passFrames(6, T);
     double* conv1 = ca + T;
     double* convT1 = conv1 + T;
     double* again = convT1 + T;  // the input's values once more
@@ -143,7 +142,7 @@ void TwoTissueModel::evaluate(const double* t, unsigned T, unsigned x, unsigned 
     double* convT2 = conv2 + T;
     input->convolveFrames(mu1, t, T, ix, iy, iz, ca, conv1, convT1);
     input->convolveFrames(mu2, t, T, ix, iy, iz, again, conv2, convT2);
-    evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, inPass_, [&](unsigned i) {
+    evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, [&](unsigned i) {
         cache_.ca = ca[i] * scale_;
         cache_.conv1 = conv1[i] * scale_;
         cache_.conv2 = conv2[i] * scale_;

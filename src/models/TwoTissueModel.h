@@ -112,8 +112,6 @@ private:
 
     Kind kind_;
     ModelOrigin home_;  // the concrete class's module, for its error heads
-    bool inPass_ = false;        // within evaluate's pass over the frames
-    std::vector<double> frames_;  // the input's numbers of that pass
 };
 
 #endif

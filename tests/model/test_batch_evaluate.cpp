@@ -2,11 +2,12 @@
 // convolveFrames) gives, bit for bit, the numbers of the calls one by one,
 // over the call sequences of a fit: changing parameters at one voxel, frames
 // on the input's samples or between them, past the last sample, out of
-// order, and rates for which the convolutions overflow; for the one-tissue
-// model and the three two-tissue classes.
+// order, and rates for which the convolutions overflow; for every model
+// class with analytic derivatives.
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <random>
 
@@ -14,9 +15,14 @@
 #include "model_support.h"
 #include "models/Cardiac_2TC_Model.h"
 #include "models/Cardiac_HutchinsII_Model.h"
+#include "models/Cardiac_HutchinsI_Model.h"
+#include "models/FMISO_2TC_Model.h"
+#include "models/FMISO_3TC_Model.h"
 #include "models/Generic_1TC_Model.h"
 #include "models/Generic_2TC_Model.h"
+#include "models/Neuro_Lammertsma_Model.h"
 #include "models/Neuro_SLAM_Model.h"
+#include "models/Water_1TC_Model.h"
 
 using namespace model_test;
 
@@ -142,6 +148,52 @@ TEST(BatchEvaluate, TwoTissueAndReferenceModelsSameBitsAndText) {
     for (double k3 : {0.05, 0.0}) hutchins.push_back({{"k1", 0.5}, {"k2", 0.2}, {"k3", k3}, {"tbv", 0.4}});
     expectSameCurves<Cardiac_HutchinsII_Model>(samples, frames, hutchins,
                                                {Cardiac_HutchinsII_Model::K2, Cardiac_HutchinsII_Model::TBV});
+}
+
+// The cardiac one-tissue classes, the full reference tissue model and the
+// hypoxia models: a repeat, zero rates, rates that meet (where the divided
+// differences take their series) and sets whose rates are not numbers; the
+// report of a degenerate reference set printed once by each side.
+TEST(BatchEvaluate, CardiacReferenceAndHypoxiaModelsSameBitsAndText) {
+    Verbosity talk(3);
+    const std::vector<double> samples = grid(10.0, 10.0, 30), frames = grid(5.0, 37.0, 25);
+    std::vector<Set> water;
+    for (double Vd : {0.9, 0.9, 0.0}) water.push_back({{"k1", 0.8}, {"Vd", Vd}, {"tbv", 0.3}});
+    expectSameCurves<Water_1TC_Model>(samples, frames, water,
+                                      {Water_1TC_Model::K1, Water_1TC_Model::VD, Water_1TC_Model::TBV});
+    std::vector<Set> hutchins;
+    for (double k2 : {0.2, 0.0}) hutchins.push_back({{"k1", 0.5}, {"k2", k2}, {"tbv", 0.4}});
+    expectSameCurves<Cardiac_HutchinsI_Model>(samples, frames, hutchins,
+                                              {Cardiac_HutchinsI_Model::K1, Cardiac_HutchinsI_Model::K2});
+
+    // (k2, k3, BPstar): a set, its repeat, no binding, Delta = 0, and 0/0 for k4.
+    std::vector<Set> lammertsma;
+    for (const auto& k : std::vector<std::vector<double>>{
+             {0.3, 0.1, 2.0}, {0.3, 0.1, 2.0}, {0.3, 0.0, 2.0}, {0.0, 0.0, 1.0}, {0.3, 0.0, 0.0}, {0.2, 0.05, 1.5}})
+        lammertsma.push_back({{"R1", 1.1}, {"k2", k[0]}, {"k3", k[1]}, {"BPstar", k[2]}});
+    mexhost::clearOutput();
+    expectSameCurves<Neuro_Lammertsma_Model>(samples, frames, lammertsma,
+                                             {Neuro_Lammertsma_Model::R1, Neuro_Lammertsma_Model::K2,
+                                              Neuro_Lammertsma_Model::K3, Neuro_Lammertsma_Model::BPSTAR});
+    EXPECT_EQ(countOf(mexhost::takeOutput(), "Delta == 0.0"), 2u);
+
+    // (k2, k3): a set, k3 = 0, and kappa near 0, where f[0, kappa] is a series.
+    std::vector<Set> fmiso2;
+    for (const auto& k : std::vector<std::vector<double>>{{0.2, 0.05}, {0.2, 0.0}, {1e-9, 0.0}})
+        fmiso2.push_back({{"k1", 0.3}, {"k2", k[0]}, {"k3", k[1]}, {"alpha", 0.5}, {"beta", 0.1}, {"eta", 0.2},
+                          {"V", 0.9}});
+    expectSameCurves<FMISO_2TC_Model>(samples, frames, fmiso2,
+                                      {FMISO_2TC_Model::K1, FMISO_2TC_Model::K2, FMISO_2TC_Model::K3,
+                                       FMISO_2TC_Model::ALPHA, FMISO_2TC_Model::V});
+    // k4: apart from kappa = 0.24, on it (the confluent differences), and
+    // a V of 0 with k1 / V rates... k4 not a number.
+    std::vector<Set> fmiso3;
+    for (double k4 : {0.1, 0.2 + 0.8 * 0.05, std::numeric_limits<double>::quiet_NaN()})
+        fmiso3.push_back({{"k1", 0.3}, {"k2", 0.2}, {"k3", 0.05}, {"k4", k4}, {"alpha", 0.5}, {"beta", 0.1},
+                          {"eta", 0.2}, {"V", 0.9}});
+    expectSameCurves<FMISO_3TC_Model>(samples, frames, fmiso3,
+                                      {FMISO_3TC_Model::K2, FMISO_3TC_Model::K3, FMISO_3TC_Model::K4,
+                                       FMISO_3TC_Model::ALPHA, FMISO_3TC_Model::BETA});
 }
 
 TEST(BatchEvaluate, PrintingAndNumericalPathsAreTheCalls) {
