@@ -192,6 +192,34 @@ void Model::fixInputParameters() {
     for (InputFunction* f : input_) f->fixParameters();
 }
 
+void Model::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
+                     double* values, double* derivatives) {
+    if (!evaluatePass(t, T, x, y, z, index, P, values, derivatives))
+        Optimizable::evaluate(t, T, x, y, z, index, P, values, derivatives);
+}
+
+bool Model::evaluatePass(const double*, unsigned, unsigned, unsigned, unsigned, const unsigned*, unsigned, double*,
+                         double*) {
+    return false;
+}
+
+Model::RatePass Model::convolveRates(InputFunction& input, const double* rate, unsigned n, const double* t, unsigned T,
+                                     unsigned x, unsigned y, unsigned z) {
+    n = n < 4 ? n : 4;
+    const size_t TT = T;
+    if (frames_.size() < (2 + 2 * n) * TT) frames_.resize((2 + 2 * n) * TT);
+    double* frames = frames_.data();
+    RatePass pass{frames, {nullptr, nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr, nullptr}};
+    double* again = frames + TT;  // the values once more, at the later rates
+    for (unsigned r = 0; r < n; ++r) {
+        double* conv = frames + (2 + 2 * r) * TT;
+        input.convolveFrames(rate[r], t, T, x, y, z, r == 0 ? frames : again, conv, conv + TT);
+        pass.conv[r] = conv;
+        pass.convT[r] = conv + TT;
+    }
+    return pass;
+}
+
 std::vector<double> Model::derAll(const std::string&, double, unsigned, unsigned, unsigned) {
     ERROR("Model::derAll() not implemented yet");
     return std::vector<double>();

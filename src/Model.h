@@ -59,6 +59,10 @@ public:
     // All component curves at time t; component 0 is the total.
     virtual std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) = 0;
     virtual std::vector<double> derAll(const std::string& name, double t, unsigned x, unsigned y, unsigned z);
+    // A whole curve at one voxel (see Optimizable): the class's one pass
+    // where it has one that applies, the calls one by one otherwise.
+    void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
+                  double* values, double* derivatives) final;
 
     // Removal sets changed_. The inputs themselves are not deleted.
     void removeInput(InputFunction* input);
@@ -135,6 +139,15 @@ protected:
     double furtherInputsInModelUnits(double t, unsigned x, unsigned y, unsigned z) const;
     double furtherInputs(double t, unsigned x, unsigned y, unsigned z, double factor) const;
 
+    // A class's one pass over the frames: the parameters read once and the
+    // input's convolutions of all frames in one pass per rate, every number
+    // that of the calls one by one. False where it does not apply (printing
+    // per call, numerical derivatives, further inputs, rates that are not
+    // numbers): the calls one by one then run, and a set it has read stands
+    // and is not reported again. None in the base.
+    virtual bool evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                              unsigned P, double* values, double* derivatives);
+
     // The frame loop of a one-pass evaluate: load(i) puts frame i's numbers
     // of the pass into the class's cache, then the calls one by one give the
     // value and the derivatives from it, with `inPass` set so that the
@@ -163,12 +176,17 @@ protected:
     bool onePass(unsigned T, unsigned printsFrom) const {
         return input_.size() == 1 && input_[0] != nullptr && !numder_ && T > 0 && !_MessageHelper::enabled(printsFrom);
     }
-    // Room for `blocks` arrays of T numbers of a pass, kept between calls.
-    double* passFrames(unsigned blocks, unsigned T) {
-        const size_t n = static_cast<size_t>(blocks) * T;
-        if (frames_.size() < n) frames_.resize(n);
-        return frames_.data();
-    }
+    // The input's numbers of a pass at n (up to 4) rates, for the
+    // times t[0..T-1], asked of the input at voxel (x, y, z): its values and
+    // per rate the two convolutions (InputFunction::convolveFrames). They
+    // stand until the next pass.
+    struct RatePass {
+        const double* value;
+        const double* conv[4];
+        const double* convT[4];
+    };
+    RatePass convolveRates(InputFunction& input, const double* rate, unsigned n, const double* t, unsigned T,
+                           unsigned x, unsigned y, unsigned z);
 
     // Within evaluateFromCache's pass: the class's precompute leaves the
     // cache, which the pass fills, alone.
@@ -180,7 +198,7 @@ protected:
 
 private:
     ModelOrigin origin_;  // className null: no analytic derivatives
-    std::vector<double> frames_;  // the input's numbers of a pass (passFrames)
+    std::vector<double> frames_;  // the input's numbers of a pass (convolveRates)
 
     bool checkInput() const;
     bool checkComponent(int component) const;

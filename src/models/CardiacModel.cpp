@@ -49,24 +49,19 @@ void CardiacModel::precompute(double t, unsigned x, unsigned y, unsigned z, bool
     if (withTime) cache_.convT = input->convTimeExp(k2, t, 0, 0, 0) * scale_;
 }
 
-void CardiacModel::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
-                            unsigned P, double* values, double* derivatives) {
+bool CardiacModel::evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                                unsigned P, double* values, double* derivatives) {
     InputFunction* input = firstInput();
     readParameters(x, y, z);
     const double k2 = efflux();
-    if (!onePass(T, 5) || !std::isfinite(k2)) {
-        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
-        return;
-    }
-    double* ca = passFrames(3, T);
-    double* conv = ca + T;
-    double* convT = conv + T;
-    input->convolveFrames(k2, t, T, 0, 0, 0, ca, conv, convT);
+    if (!onePass(T, 5) || !std::isfinite(k2)) return false;
+    const RatePass pass = convolveRates(*input, &k2, 1, t, T, 0, 0, 0);
     evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, [&](unsigned i) {
-        cache_.ca = ca[i] * scale_;
-        cache_.conv = conv[i] * scale_;
-        cache_.convT = convT[i] * scale_;
+        cache_.ca = pass.value[i] * scale_;
+        cache_.conv = pass.conv[0][i] * scale_;
+        cache_.convT = pass.convT[0][i] * scale_;
     });
+    return true;
 }
 
 double CardiacModel::getMBF(unsigned x, unsigned y, unsigned z) const {

@@ -21,13 +21,6 @@ public:
     // the first, where the model takes them]; components: y and C1.
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
-    // The curve and its derivatives with the parameters read once and the
-    // input's convolutions of all frames in one pass; the calls one by one
-    // where they would print (verbosity 5 on), where further inputs,
-    // numerical derivatives or an efflux that is not a number are in play.
-    void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
-                  double* values, double* derivatives) override;
-
     // Myocardial blood flow at a voxel: stored k1 / density, no unit factor.
     double getMBF(unsigned x, unsigned y, unsigned z) const;
     // The k1 map divided by the density; owned by the caller.
@@ -47,6 +40,9 @@ protected:
     void precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime);
     // Its parameter part.
     void readParameters(unsigned x, unsigned y, unsigned z);
+    // The one pass (verbosity under 5, an efflux that is a number).
+    bool evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                      unsigned P, double* values, double* derivatives) override;
 
     // Cache, in normal units.
     struct Cache {

@@ -86,13 +86,10 @@ void FMISOModel::curves(InputFunction& input, double t, unsigned x, unsigned y, 
     }
 }
 
-void FMISOModel::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
-                          unsigned P, double* values, double* derivatives) {
+bool FMISOModel::evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                              unsigned P, double* values, double* derivatives) {
     InputFunction* input = firstInput();
-    if (!onePass(T, 5)) {
-        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
-        return;
-    }
+    if (!onePass(T, 5)) return false;
     // The set as the first call of the frame loop reads it.
     refreshSet(x, y, z);
     const Cache& c = cache_;
@@ -100,27 +97,17 @@ void FMISOModel::evaluate(const double* t, unsigned T, unsigned x, unsigned y, u
     const unsigned n = threeTissue_ ? 4 : 3;
     bool finite = true;
     for (unsigned r = 0; r < n; ++r) finite = finite && std::isfinite(rate[r]);
-    if (!finite) {
-        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
-        return;
-    }
-    // The input's values, then each rate's convolutions: value (again),
-    // conv and convT per rate.
-    double* frames = passFrames(1 + 3 * n, T);
-    double* ca = frames;
-    for (unsigned r = 0; r < n; ++r) {
-        double* block = frames + static_cast<size_t>(1 + 3 * r) * T;
-        input->convolveFrames(rate[r], t, T, x, y, z, r == 0 ? ca : block, block + T, block + 2 * T);
-    }
+    if (!finite) return false;
+    const RatePass pass = convolveRates(*input, rate, n, t, T, x, y, z);
     evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, [&](unsigned i) {
-        cache_.ca = ca[i] * scale_;
+        cache_.ca = pass.value[i] * scale_;
         for (unsigned r = 0; r < n; ++r) {
-            const double* block = frames + static_cast<size_t>(1 + 3 * r) * T;
-            cache_.conv[r] = block[T + i] * scale_;
-            cache_.convT[r] = block[2 * T + i] * scale_;
+            cache_.conv[r] = pass.conv[r][i] * scale_;
+            cache_.convT[r] = pass.convT[r][i] * scale_;
         }
         curves(*input, t[i], x, y, z, true);
     });
+    return true;
 }
 
 double FMISOModel::operator()(double t, unsigned x, unsigned y, unsigned z) {

@@ -21,16 +21,13 @@ class FMISOModel : public Model {
 public:
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
-    // The curve and its derivatives with the set read once and each rate's
-    // convolutions of all frames in one pass; the calls one by one where
-    // they would print (verbosity 5 on), where further inputs, numerical
-    // derivatives or rates that are not numbers are in play.
-    void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
-                  double* values, double* derivatives) override;
 
 protected:
     FMISOModel(const std::string& name, unsigned components, const Unit& unit, const ModelOrigin& origin);
 
+    // The one pass (verbosity under 5, rates that are numbers).
+    bool evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                      unsigned P, double* values, double* derivatives) override;
     // Reads the normal parameters at the voxel into cache_ (k1..k4, alpha,
     // beta, eta, V, kappa).
     virtual void readParameters(unsigned x, unsigned y, unsigned z) = 0;

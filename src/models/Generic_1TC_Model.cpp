@@ -82,21 +82,16 @@ double Generic_1TC_Model::analyticDer(unsigned index, double t, unsigned x, unsi
     return d * unitFactor(index);
 }
 
-void Generic_1TC_Model::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
-                                 unsigned P, double* values, double* derivatives) {
+bool Generic_1TC_Model::evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z,
+                                     const unsigned* index, unsigned P, double* values, double* derivatives) {
     bool known = true;
     for (unsigned j = 0; j < P; ++j) known = known && index[j] <= BETA;
     InputFunction* input = firstInput();
-    if (!onePass(T, 5) || !known) {
-        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
-        return;
-    }
+    if (!onePass(T, 5) || !known) return false;
     double p[4];
     for (unsigned i = 0; i < 4; ++i) p[i] = normalValue(i, x, y, z);
-    double* ca = passFrames(3, T);
-    double* conv = ca + T;
-    double* convT = conv + T;
-    input->convolveFrames(p[K2], t, T, x, y, z, ca, conv, convT);
+    const RatePass pass = convolveRates(*input, &p[K2], 1, t, T, x, y, z);
+    const double *ca = pass.value, *conv = pass.conv[0], *convT = pass.convT[0];
     // The arithmetic of operator() and analyticDer, term for term, so that
     // every number is the one the calls one by one give (the further inputs
     // add 0.0 there).
@@ -126,4 +121,5 @@ void Generic_1TC_Model::evaluate(const double* t, unsigned T, unsigned x, unsign
     // The per-call cache holds no time of this pass: the next call reads anew.
     for (unsigned i = 0; i < 4; ++i) cache_.p[i] = p[i];
     t_ = std::numeric_limits<double>::quiet_NaN();
+    return true;
 }

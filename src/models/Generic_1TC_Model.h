@@ -20,17 +20,14 @@ public:
 
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
-    // The curve and its derivatives with the parameters read once and the
-    // input's convolutions of all frames in one pass; the calls one by one
-    // where they would print (verbosity 5 on), where further inputs or
-    // numerical derivatives are in play.
-    void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
-                  double* values, double* derivatives) override;
 
     // Parameter indices, in the order of addition.
     enum { K1 = 0, K2 = 1, ALPHA = 2, BETA = 3 };
 
 private:
+    // The one pass (verbosity under 5); it writes the calls' arithmetic out.
+    bool evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                      unsigned P, double* values, double* derivatives) override;
     // Value comparison: new parameters or a new (t, x, y, z) recompute the
     // input value and both convolutions; otherwise the cache stands.
     void precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime);

@@ -41,37 +41,26 @@ void Neuro_Lammertsma_Model::precompute(double t, unsigned x, unsigned y, unsign
     }
 }
 
-void Neuro_Lammertsma_Model::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z,
-                                      const unsigned* index, unsigned P, double* values, double* derivatives) {
-    if (!onePass(T, 4)) {
-        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
-        return;
-    }
+bool Neuro_Lammertsma_Model::evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z,
+                                          const unsigned* index, unsigned P, double* values, double* derivatives) {
+    if (!onePass(T, 4)) return false;
     // The set as the first call of the frame loop reads it (and reports it).
     double p[4];
     for (unsigned i = 0; i < 4; ++i) p[i] = normalValue(i, x, y, z);
     InputFunction* input = referenceInput();
     refreshSet(p);
-    if (!std::isfinite(cache_.l1) || !std::isfinite(cache_.l2)) {
-        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
-        return;
-    }
+    const double rate[2] = {cache_.l1, cache_.l2};
+    if (!std::isfinite(rate[0]) || !std::isfinite(rate[1])) return false;
     const double f = input->getUnit().getFactor();
-    double* cr = passFrames(6, T);
-    double* conv1 = cr + T;
-    double* convT1 = conv1 + T;
-    double* again = convT1 + T;  // the reference's values once more
-    double* conv2 = again + T;
-    double* convT2 = conv2 + T;
-    input->convolveFrames(cache_.l1, t, T, 0, 0, 0, cr, conv1, convT1);
-    input->convolveFrames(cache_.l2, t, T, 0, 0, 0, again, conv2, convT2);
+    const RatePass pass = convolveRates(*input, rate, 2, t, T, 0, 0, 0);
     evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, [&](unsigned i) {
-        cache_.cr = cr[i] * f;
-        cache_.conv1 = conv1[i] * f;
-        cache_.conv2 = conv2[i] * f;
-        cache_.convT1 = convT1[i] * f;
-        cache_.convT2 = convT2[i] * f;
+        cache_.cr = pass.value[i] * f;
+        cache_.conv1 = pass.conv[0][i] * f;
+        cache_.conv2 = pass.conv[1][i] * f;
+        cache_.convT1 = pass.convT[0][i] * f;
+        cache_.convT2 = pass.convT[1][i] * f;
     });
+    return true;
 }
 
 bool Neuro_Lammertsma_Model::refreshSet(const double* p) {

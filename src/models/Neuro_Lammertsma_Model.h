@@ -24,16 +24,13 @@ public:
 
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
-    // The curve and its derivatives with the set read once and both rates'
-    // convolutions of all frames in one pass each; the calls one by one
-    // where they would print (verbosity 4 on), where further inputs,
-    // numerical derivatives or rates that are not numbers are in play.
-    void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
-                  double* values, double* derivatives) override;
 
     enum { R1 = 0, K2 = 1, K3 = 2, BPSTAR = 3 };
 
 private:
+    // The one pass (verbosity under 4, rates that are numbers).
+    bool evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                      unsigned P, double* values, double* derivatives) override;
     // Value comparison: new parameters recompute the rates and the
     // convolutions, a new time the input value and the convolutions (all
     // four, whatever withTime says).

@@ -47,28 +47,23 @@ void Neuro_SLAM_Model::precompute(double t, unsigned x, unsigned y, unsigned z, 
     }
 }
 
-void Neuro_SLAM_Model::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
-                                unsigned P, double* values, double* derivatives) {
+bool Neuro_SLAM_Model::evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z,
+                                    const unsigned* index, unsigned P, double* values, double* derivatives) {
     double p[3];
     for (unsigned i = 0; i < 3; ++i) p[i] = normalValue(i, x, y, z);
     const double k2a = p[K2] / (1.0 + p[BPSTAR]);
-    if (!onePass(T, 5) || !std::isfinite(k2a)) {
-        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
-        return;
-    }
+    if (!onePass(T, 5) || !std::isfinite(k2a)) return false;
     InputFunction* input = referenceInput();
     for (unsigned i = 0; i < 3; ++i) cache_.p[i] = p[i];
     cache_.k2a = k2a;
     const double f = input->getUnit().getFactor();
-    double* cr = passFrames(3, T);
-    double* conv = cr + T;
-    double* convT = conv + T;
-    input->convolveFrames(k2a, t, T, x, y, z, cr, conv, convT);
+    const RatePass pass = convolveRates(*input, &k2a, 1, t, T, x, y, z);
     evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, [&](unsigned i) {
-        cache_.cr = cr[i] * f;
-        cache_.conv = conv[i] * f;
-        cache_.convT = convT[i] * f;
+        cache_.cr = pass.value[i] * f;
+        cache_.conv = pass.conv[0][i] * f;
+        cache_.convT = pass.convT[0][i] * f;
     });
+    return true;
 }
 
 double Neuro_SLAM_Model::value(double t, unsigned x, unsigned y, unsigned z) {

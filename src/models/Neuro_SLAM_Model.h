@@ -21,16 +21,13 @@ public:
 
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
-    // The curve and its derivatives with the parameters read once and the
-    // reference's convolutions of all frames in one pass; the calls one by
-    // one where they would print (verbosity 5 on), with further inputs,
-    // numerical derivatives or a k2a that is not a number.
-    void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
-                  double* values, double* derivatives) override;
 
     enum { R1 = 0, K2 = 1, BPSTAR = 2 };
 
 private:
+    // The one pass (verbosity under 5, a k2a that is a number).
+    bool evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                      unsigned P, double* values, double* derivatives) override;
     // Value comparison: new parameters recompute k2a and the convolutions, a
     // new (t, x, y, z) the input value and the convolutions.
     void precompute(double t, unsigned x, unsigned y, unsigned z, bool withTime);

@@ -117,38 +117,26 @@ void TwoTissueModel::precompute(double t, unsigned x, unsigned y, unsigned z, bo
     }
 }
 
-void TwoTissueModel::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
-                              unsigned P, double* values, double* derivatives) {
+bool TwoTissueModel::evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z,
+                                  const unsigned* index, unsigned P, double* values, double* derivatives) {
     InputFunction* input = firstInput();
-    if (!onePass(T, 5)) {
-        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
-        return;
-    }
+    if (!onePass(T, 5)) return false;
     // The set as the first call of the frame loop reads it (and reports it).
     if (kind_ == GENERIC) readParameters(x, y, z);
     refreshSet(x, y, z);
-    const double mu1 = 0.0 - cache_.c.lambda1, mu2 = 0.0 - cache_.c.lambda2;
-    if (!std::isfinite(mu1) || !std::isfinite(mu2)) {
-        Model::evaluate(t, T, x, y, z, index, P, values, derivatives);
-        return;
-    }
+    // The input takes the rates as positive numbers; 0.0 - lambda keeps a zero +0.
+    const double mu[2] = {0.0 - cache_.c.lambda1, 0.0 - cache_.c.lambda2};
+    if (!std::isfinite(mu[0]) || !std::isfinite(mu[1])) return false;
     const bool atVoxel = kind_ == GENERIC;
-    const unsigned ix = atVoxel ? x : 0, iy = atVoxel ? y : 0, iz = atVoxel ? z : 0;
-    double* ca = passFrames(6, T);
-    double* conv1 = ca + T;
-    double* convT1 = conv1 + T;
-    double* again = convT1 + T;  // the input's values once more
-    double* conv2 = again + T;
-    double* convT2 = conv2 + T;
-    input->convolveFrames(mu1, t, T, ix, iy, iz, ca, conv1, convT1);
-    input->convolveFrames(mu2, t, T, ix, iy, iz, again, conv2, convT2);
+    const RatePass pass = convolveRates(*input, mu, 2, t, T, atVoxel ? x : 0, atVoxel ? y : 0, atVoxel ? z : 0);
     evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, [&](unsigned i) {
-        cache_.ca = ca[i] * scale_;
-        cache_.conv1 = conv1[i] * scale_;
-        cache_.conv2 = conv2[i] * scale_;
-        cache_.convT1 = convT1[i] * scale_;
-        cache_.convT2 = convT2[i] * scale_;
+        cache_.ca = pass.value[i] * scale_;
+        cache_.conv1 = pass.conv[0][i] * scale_;
+        cache_.conv2 = pass.conv[1][i] * scale_;
+        cache_.convT1 = pass.convT[0][i] * scale_;
+        cache_.convT2 = pass.convT[1][i] * scale_;
     });
+    return true;
 }
 
 void TwoTissueModel::refreshSet(unsigned x, unsigned y, unsigned z) {

@@ -42,12 +42,6 @@ public:
     double operator()(double t, unsigned x, unsigned y, unsigned z) override;
     // (y, C1, C2).
     std::vector<double> computeAll(double t, unsigned x, unsigned y, unsigned z) override;
-    // The curve and its derivatives with the set read once and both rates'
-    // convolutions of all frames in one pass each; the calls one by one
-    // where they would print (verbosity 5 on), where further inputs,
-    // numerical derivatives or rates that are not numbers are in play.
-    void evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
-                  double* values, double* derivatives) override;
 
     // The coefficients of the last parameter set, for inspection.
     const TwoTissueCoefficients& coefficients() const { return cache_.c; }
@@ -61,6 +55,10 @@ protected:
         NO_EFFLUX_FROM_BOUND  // as CARDIAC, with k4 = 0
     };
     TwoTissueModel(const std::string& name, const Unit& unit, const ModelOrigin& origin, Kind kind);
+
+    // The one pass (verbosity under 5, rates that are numbers).
+    bool evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                      unsigned P, double* values, double* derivatives) override;
 
     // Reads the stored parameters at the voxel into cache_.p (normal units)
     // and sets cache_.rate (k1..k4) and the two weights from them.
