@@ -1,8 +1,8 @@
 // One voxel's curve with its derivatives, as a fit asks for it at each trial:
-// every model class with analytic derivatives on a measured (linearly
-// interpolated) 30-frame blood curve, through the class's one pass
-// (Model::evaluate) and through the calls one by one (the default of
-// Optimizable::evaluate). A trial writes a new set before each curve, so
+// model classes on a measured (linearly interpolated) 30-frame blood curve,
+// through Model::evaluate (the class's one pass, or for Casciari, which has
+// no analytic derivatives, the numerical pass set by set) and through the
+// calls one by one (the default of Optimizable::evaluate). A trial writes a new set before each curve, so
 // that no fetch is reused from the last one.
 #include <benchmark/benchmark.h>
 
@@ -14,6 +14,7 @@
 #include "Dataset4D.h"
 #include "inputs/LinearInterpolation.h"
 #include "models/Cardiac_HutchinsI_Model.h"
+#include "models/Casciari_Model.h"
 #include "models/FMISO_2TC_Model.h"
 #include "models/FMISO_3TC_Model.h"
 #include "models/Generic_1TC_Model.h"
@@ -98,6 +99,8 @@ const Set kHutchins = {{"k1", 0.5}, {"k2", 0.2}, {"tbv", 0.4}};
 const Set kSlam = {{"R1", 1.1}, {"k2", 0.3}, {"BPstar", 1.5}};
 const Set kLammertsma = {{"R1", 1.1}, {"k2", 0.3}, {"k3", 0.1}, {"BPstar", 2.0}};
 const Set kFmiso2 = {{"k1", 0.3}, {"k2", 0.2}, {"k3", 0.05}, {"alpha", 0.5}, {"V", 0.9}};
+const Set kCasciari = {{"F", 0.4}, {"ka", 0.1}, {"kb", 0.05}, {"alpha", 0.5}, {"beta1", 0.1}, {"beta2", 0.8},
+                       {"eta", 0.3}, {"V", 0.9}};
 const Set kFmiso3 = {{"k1", 0.3}, {"k2", 0.2}, {"k3", 0.05}, {"k4", 0.1}, {"alpha", 0.5}, {"V", 0.9}};
 
 #define CURVE(name, M, set, trial)                                                           \
@@ -113,5 +116,6 @@ CURVE(Neuro_SLAM, Neuro_SLAM_Model, kSlam, "BPstar");
 CURVE(Neuro_Lammertsma, Neuro_Lammertsma_Model, kLammertsma, "BPstar");
 CURVE(FMISO_2TC, FMISO_2TC_Model, kFmiso2, "k3");
 CURVE(FMISO_3TC, FMISO_3TC_Model, kFmiso3, "k4");
+CURVE(Casciari, Casciari_Model, kCasciari, "ka");
 
 }  // namespace

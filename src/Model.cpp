@@ -194,8 +194,45 @@ void Model::fixInputParameters() {
 
 void Model::evaluate(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index, unsigned P,
                      double* values, double* derivatives) {
-    if (!evaluatePass(t, T, x, y, z, index, P, values, derivatives))
+    if (evaluatePass(t, T, x, y, z, index, P, values, derivatives)) return;
+    const bool numerical = P > 0 && (numder_ || origin_.className == nullptr);
+    if (numerical && !_MessageHelper::enabled(std::min(5u, setReportsFrom())))
+        numericalPass(t, T, x, y, z, index, P, values, derivatives);
+    else
         Optimizable::evaluate(t, T, x, y, z, index, P, values, derivatives);
+}
+
+void Model::numericalPass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                          unsigned P, double* values, double* derivatives) {
+    // The curve of the set in place: the class's pass of values, or the calls.
+    auto curve = [&](double* out) {
+        if (evaluatePass(t, T, x, y, z, nullptr, 0, out, nullptr)) return;
+        for (unsigned i = 0; i < T; ++i) out[i] = (*this)(t[i], x, y, z);
+    };
+    curve(values);
+    if (trials_.size() < 2u * T) trials_.resize(2u * T);
+    double* low = trials_.data();
+    double* high = low + T;
+    for (unsigned j = 0; j < P; ++j) {
+        if (index[j] >= parameter_.size()) {
+            for (unsigned i = 0; i < T; ++i) derivatives[static_cast<size_t>(i) * P + j] = 0.0;
+            continue;
+        }
+        // As numericalDer: the stored linear value, links not followed, the
+        // slot looked up anew for every write.
+        auto slot = [&]() -> double& { return (*parameter_[index[j]].getValueVolume())(x, y, z); };
+        const double v = slot();
+        const double h = numericalStep(v);
+        slot() = v - 0.5 * h;
+        changed_ = true;
+        curve(low);
+        slot() = v + 0.5 * h;
+        changed_ = true;
+        curve(high);
+        for (unsigned i = 0; i < T; ++i) derivatives[static_cast<size_t>(i) * P + j] = (high[i] - low[i]) / h;
+        slot() = v;
+        changed_ = true;
+    }
 }
 
 bool Model::evaluatePass(const double*, unsigned, unsigned, unsigned, unsigned, const unsigned*, unsigned, double*,
@@ -205,11 +242,11 @@ bool Model::evaluatePass(const double*, unsigned, unsigned, unsigned, unsigned, 
 
 Model::RatePass Model::convolveRates(InputFunction& input, const double* rate, unsigned n, const double* t, unsigned T,
                                      unsigned x, unsigned y, unsigned z) {
-    n = n < 4 ? n : 4;
+    n = n < 5 ? n : 5;
     const size_t TT = T;
     if (frames_.size() < (2 + 2 * n) * TT) frames_.resize((2 + 2 * n) * TT);
     double* frames = frames_.data();
-    RatePass pass{frames, {nullptr, nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr, nullptr}};
+    RatePass pass{frames, {}, {}};
     double* again = frames + TT;  // the values once more, at the later rates
     for (unsigned r = 0; r < n; ++r) {
         double* conv = frames + (2 + 2 * r) * TT;

@@ -147,6 +147,11 @@ protected:
     // and is not reported again. None in the base.
     virtual bool evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
                               unsigned P, double* values, double* derivatives);
+    // The lowest verbosity at which a new parameter set prints a report of
+    // it (5 in the base: none below the per-call messages). The numerical
+    // pass (below) meets the sets in another order than the calls one by
+    // one, so it runs only where neither prints.
+    virtual unsigned setReportsFrom() const { return 5; }
 
     // The frame loop of a one-pass evaluate: load(i) puts frame i's numbers
     // of the pass into the class's cache, then the calls one by one give the
@@ -171,19 +176,20 @@ protected:
     }
 
     // Whether a one-pass evaluate can stand in for the calls one by one: one
-    // input, analytic derivatives, frames, and nothing printed per call
-    // (verbosity under `printsFrom`).
-    bool onePass(unsigned T, unsigned printsFrom) const {
-        return input_.size() == 1 && input_[0] != nullptr && !numder_ && T > 0 && !_MessageHelper::enabled(printsFrom);
+    // input, analytic derivatives (or P = 0, values only), frames, and
+    // nothing printed per call (verbosity under `printsFrom`).
+    bool onePass(unsigned T, unsigned P, unsigned printsFrom) const {
+        return input_.size() == 1 && input_[0] != nullptr && (P == 0 || !numder_) && T > 0 &&
+               !_MessageHelper::enabled(printsFrom);
     }
-    // The input's numbers of a pass at n (up to 4) rates, for the
+    // The input's numbers of a pass at n (up to 5) rates, for the
     // times t[0..T-1], asked of the input at voxel (x, y, z): its values and
     // per rate the two convolutions (InputFunction::convolveFrames). They
     // stand until the next pass.
     struct RatePass {
         const double* value;
-        const double* conv[4];
-        const double* convT[4];
+        const double* conv[5];
+        const double* convT[5];
     };
     RatePass convolveRates(InputFunction& input, const double* rate, unsigned n, const double* t, unsigned T,
                            unsigned x, unsigned y, unsigned z);
@@ -198,7 +204,15 @@ protected:
 
 private:
     ModelOrigin origin_;  // className null: no analytic derivatives
+
+    // Numerical derivatives of all frames: the curve at the set, then per
+    // derivative the curves at numericalDer's two trial values, each set
+    // once with its frames in order (so the input's running sums carry from
+    // frame to frame), every number numericalDer's.
+    void numericalPass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                       unsigned P, double* values, double* derivatives);
     std::vector<double> frames_;  // the input's numbers of a pass (convolveRates)
+    std::vector<double> trials_;  // the curves at the two trial values (numericalPass)
 
     bool checkInput() const;
     bool checkComponent(int component) const;

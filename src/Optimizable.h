@@ -191,6 +191,8 @@ protected:
 
     // The numerical central difference at an index (see der).
     double numericalDer(unsigned index, double t, unsigned x, unsigned y, unsigned z);
+    // Its step for a stored value v: one hundredth of v's decade, at least 1e-6.
+    static double numericalStep(double v);
 
     // Stored linear value times the parameter unit's factor: the "normal"
     // value a model computes with.

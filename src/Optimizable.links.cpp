@@ -165,6 +165,12 @@ double Optimizable::derByIndex(unsigned index, double t, unsigned x, unsigned y,
     return numericalDer(index, t, x, y, z);
 }
 
+double Optimizable::numericalStep(double v) {
+    // At least 1e-6, which also covers v = 0 (log10(0) = -inf gives h = 0).
+    const double h = std::pow(10.0, std::floor(std::log10(std::fabs(v))) - 2.0);
+    return h >= 1e-6 ? h : 1e-6;
+}
+
 double Optimizable::numericalDer(unsigned index, double t, unsigned x, unsigned y, unsigned z) {
     if (index >= parameter_.size()) return 0.0;
     // The stored linear value, whatever the log flag. The slot is looked up
@@ -172,10 +178,7 @@ double Optimizable::numericalDer(unsigned index, double t, unsigned x, unsigned 
     // leave the volume where it was.
     auto slot = [&]() -> double& { return (*parameter_[index].getValueVolume())(x, y, z); };
     const double v = slot();
-    // One hundredth of the decade of v; at least 1e-6, which also covers v = 0
-    // (log10(0) = -inf gives h = 0).
-    double h = std::pow(10.0, std::floor(std::log10(std::fabs(v))) - 2.0);
-    if (!(h >= 1e-6)) h = 1e-6;
+    const double h = numericalStep(v);
 
     // The trial values go straight into the volume: links are not followed.
     slot() = v - 0.5 * h;

@@ -54,7 +54,7 @@ bool CardiacModel::evaluatePass(const double* t, unsigned T, unsigned x, unsigne
     InputFunction* input = firstInput();
     readParameters(x, y, z);
     const double k2 = efflux();
-    if (!onePass(T, 5) || !std::isfinite(k2)) return false;
+    if (!onePass(T, P, 5) || !std::isfinite(k2)) return false;
     const RatePass pass = convolveRates(*input, &k2, 1, t, T, 0, 0, 0);
     evaluateFromCache(t, T, x, y, z, index, P, values, derivatives, [&](unsigned i) {
         cache_.ca = pass.value[i] * scale_;

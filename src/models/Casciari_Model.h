@@ -26,6 +26,16 @@ private:
     // the five convolutions and the curves whenever either happened. False
     // without an input.
     bool precompute(double t, unsigned x, unsigned y, unsigned z);
+    // Its set part, on a change of parameters or voxel: the parameters and
+    // the rates kappa and m, and the input's numbers to be fetched anew.
+    // False without an input (the caller reports it).
+    bool refreshSet(unsigned x, unsigned y, unsigned z);
+    // Its last part: the curves at t from the convolutions in the cache.
+    void curves(InputFunction& input, double t, unsigned x, unsigned y, unsigned z);
+    // The one pass of values (verbosity under 5); the derivatives are
+    // numerical, the base's pass set by set.
+    bool evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
+                      unsigned P, double* values, double* derivatives) override;
 
     static constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
     struct Cache {

@@ -89,7 +89,7 @@ void FMISOModel::curves(InputFunction& input, double t, unsigned x, unsigned y, 
 bool FMISOModel::evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
                               unsigned P, double* values, double* derivatives) {
     InputFunction* input = firstInput();
-    if (!onePass(T, 5)) return false;
+    if (!onePass(T, P, 5)) return false;
     // The set as the first call of the frame loop reads it.
     refreshSet(x, y, z);
     const Cache& c = cache_;

@@ -87,7 +87,7 @@ bool Generic_1TC_Model::evaluatePass(const double* t, unsigned T, unsigned x, un
     bool known = true;
     for (unsigned j = 0; j < P; ++j) known = known && index[j] <= BETA;
     InputFunction* input = firstInput();
-    if (!onePass(T, 5) || !known) return false;
+    if (!onePass(T, P, 5) || !known) return false;
     double p[4];
     for (unsigned i = 0; i < 4; ++i) p[i] = normalValue(i, x, y, z);
     const RatePass pass = convolveRates(*input, &p[K2], 1, t, T, x, y, z);

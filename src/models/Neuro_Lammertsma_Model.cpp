@@ -43,7 +43,7 @@ void Neuro_Lammertsma_Model::precompute(double t, unsigned x, unsigned y, unsign
 
 bool Neuro_Lammertsma_Model::evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z,
                                           const unsigned* index, unsigned P, double* values, double* derivatives) {
-    if (!onePass(T, 4)) return false;
+    if (!onePass(T, P, 4)) return false;
     // The set as the first call of the frame loop reads it (and reports it).
     double p[4];
     for (unsigned i = 0; i < 4; ++i) p[i] = normalValue(i, x, y, z);

@@ -31,6 +31,8 @@ private:
     // The one pass (verbosity under 4, rates that are numbers).
     bool evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
                       unsigned P, double* values, double* derivatives) override;
+    // A new set may print a warning (verbosity 1 on).
+    unsigned setReportsFrom() const override { return 1; }
     // Value comparison: new parameters recompute the rates and the
     // convolutions, a new time the input value and the convolutions (all
     // four, whatever withTime says).

@@ -52,7 +52,7 @@ bool Neuro_SLAM_Model::evaluatePass(const double* t, unsigned T, unsigned x, uns
     double p[3];
     for (unsigned i = 0; i < 3; ++i) p[i] = normalValue(i, x, y, z);
     const double k2a = p[K2] / (1.0 + p[BPSTAR]);
-    if (!onePass(T, 5) || !std::isfinite(k2a)) return false;
+    if (!onePass(T, P, 5) || !std::isfinite(k2a)) return false;
     InputFunction* input = referenceInput();
     for (unsigned i = 0; i < 3; ++i) cache_.p[i] = p[i];
     cache_.k2a = k2a;

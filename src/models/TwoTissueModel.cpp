@@ -120,7 +120,7 @@ void TwoTissueModel::precompute(double t, unsigned x, unsigned y, unsigned z, bo
 bool TwoTissueModel::evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z,
                                   const unsigned* index, unsigned P, double* values, double* derivatives) {
     InputFunction* input = firstInput();
-    if (!onePass(T, 5)) return false;
+    if (!onePass(T, P, 5)) return false;
     // The set as the first call of the frame loop reads it (and reports it).
     if (kind_ == GENERIC) readParameters(x, y, z);
     refreshSet(x, y, z);

@@ -59,6 +59,8 @@ protected:
     // The one pass (verbosity under 5, rates that are numbers).
     bool evaluatePass(const double* t, unsigned T, unsigned x, unsigned y, unsigned z, const unsigned* index,
                       unsigned P, double* values, double* derivatives) override;
+    // A new set may print a warning (verbosity 1 on).
+    unsigned setReportsFrom() const override { return 1; }
 
     // Reads the stored parameters at the voxel into cache_.p (normal units)
     // and sets cache_.rate (k1..k4) and the two weights from them.

@@ -16,6 +16,7 @@
 #include "models/Cardiac_2TC_Model.h"
 #include "models/Cardiac_HutchinsII_Model.h"
 #include "models/Cardiac_HutchinsI_Model.h"
+#include "models/Casciari_Model.h"
 #include "models/FMISO_2TC_Model.h"
 #include "models/FMISO_3TC_Model.h"
 #include "models/Generic_1TC_Model.h"
@@ -63,8 +64,10 @@ using Set = std::vector<std::pair<const char*, double>>;
 // against the calls one by one, bit for bit.
 template <class M>
 void expectSameCurves(const std::vector<double>& samples, const std::vector<double>& frames,
-                      const std::vector<Set>& sets, const std::vector<unsigned>& index) {
+                      const std::vector<Set>& sets, const std::vector<unsigned>& index, bool numder = false) {
     Pair<M> batch(samples), calls(samples);
+    batch.model.setNumDer(numder);
+    calls.model.setNumDer(numder);
     const unsigned T = static_cast<unsigned>(frames.size()), P = static_cast<unsigned>(index.size());
     std::vector<double> values(T), derivatives(P * T);
     for (const Set& set : sets) {
@@ -126,8 +129,9 @@ TEST(BatchEvaluate, TwoTissueAndReferenceModelsSameBitsAndText) {
     Verbosity talk(4);
     const std::vector<double> samples = grid(10.0, 10.0, 30), frames = grid(5.0, 37.0, 25);
     std::vector<Set> sets;
-    for (double k4 : {0.02, 0.0, 0.02, 0.3}) sets.push_back({{"k1", 0.3}, {"k2", 0.2}, {"k3", 0.1}, {"k4", k4}});
-    sets.push_back({{"k1", 0.3}, {"k2", 0.2}, {"k3", 1e-9}, {"k4", 0.2}});
+    for (double k4 : {0.02, 0.0, 0.02, 0.3})
+        sets.push_back({{"k1", 0.3}, {"k2", 0.2}, {"k3", 0.1}, {"k4", k4}, {"alpha", 1.0}, {"beta", 0.05}});
+    sets.push_back({{"k1", 0.3}, {"k2", 0.2}, {"k3", 1e-9}, {"k4", 0.2}, {"alpha", 1.0}, {"beta", 0.05}});
     mexhost::clearOutput();
     expectSameCurves<Generic_2TC_Model>(samples, frames, sets,
                                         {Generic_2TC_Model::K1, Generic_2TC_Model::K2, Generic_2TC_Model::K3,
@@ -194,6 +198,24 @@ TEST(BatchEvaluate, CardiacReferenceAndHypoxiaModelsSameBitsAndText) {
     expectSameCurves<FMISO_3TC_Model>(samples, frames, fmiso3,
                                       {FMISO_3TC_Model::K2, FMISO_3TC_Model::K3, FMISO_3TC_Model::K4,
                                        FMISO_3TC_Model::ALPHA, FMISO_3TC_Model::BETA});
+}
+
+// Numerical derivatives (a class without analytic ones, or numder set): the
+// trial curves set by set give numericalDer's numbers.
+TEST(BatchEvaluate, NumericalDerivativesSameBits) {
+    Verbosity quiet(0);
+    const std::vector<double> samples = grid(10.0, 10.0, 30), frames = grid(5.0, 37.0, 25);
+    std::vector<Set> casciari;
+    for (double eta : {0.3, 0.3, 0.0})
+        casciari.push_back({{"F", 0.4}, {"ka", 0.1}, {"kb", 0.05}, {"alpha", 0.5}, {"beta1", 0.1}, {"beta2", 0.8},
+                            {"eta", eta}, {"V", 0.9}});
+    expectSameCurves<Casciari_Model>(samples, frames, casciari,
+                                     {Casciari_Model::F, Casciari_Model::KA, Casciari_Model::ETA, 99});
+    std::vector<Set> twoTissue;
+    for (double k4 : {0.02, 0.0})
+        twoTissue.push_back({{"k1", 0.3}, {"k2", 0.2}, {"k3", 0.1}, {"k4", k4}, {"alpha", 1.0}, {"beta", 0.05}});
+    expectSameCurves<Generic_2TC_Model>(samples, frames, twoTissue, {Generic_2TC_Model::K2, Generic_2TC_Model::K4},
+                                        true);
 }
 
 TEST(BatchEvaluate, PrintingAndNumericalPathsAreTheCalls) {
