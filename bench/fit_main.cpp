@@ -9,7 +9,9 @@
 // $VOXELS limits the fit to the first N voxels in file order (0: all).
 // $OUT names a file that receives, as float64, the fitted k1, k2 and their
 // errors of every fitted voxel, then the printed text: a run that changes no
-// result writes the same file.
+// result writes the same file. $VERBOSITY sets the verbosity of the fits
+// (default 1); from 3 on every voxel's report carries its CPU time, which
+// varies from run to run.
 //
 // With $TWO_TISSUE=1 the same voxels are fitted a second time, in a workspace
 // of their own, by Generic_2TC with k1..k4 free (alpha and beta held): on the
@@ -324,6 +326,7 @@ int main() {
         if (std::atoi(limit) > 0) voxels = std::min(voxels, static_cast<unsigned>(std::atoi(limit)));
 
     _MessageHelper::verbosity_ = 1;
+    if (const char* verbosity = std::getenv("VERBOSITY")) _MessageHelper::verbosity_ = std::atoi(verbosity);
     MatlabInterface workspace;
     mexhost::clearOutput();
     const FitSetup oneTissue{"Generic_1TC", {"k1", "k2", "alpha", "beta"}, {0.3, 0.1, d.alpha, d.beta}, {"alpha", "beta"}, "LinearInterpolation", {}};
