@@ -292,10 +292,12 @@ bool Optimizer::walkParallel(const std::vector<WalkVoxel>& voxels, unsigned thre
             std::unique_lock<std::mutex> lock(mutex);
             copied.wait(lock, [&] { return copying == 0; });
         } else {
-            bool made;
-            {
+            bool made = false;
+            try {
                 MessageCapture::Scope quiet(w.unprinted, "");
                 made = makeCopies(w, *workers[0].model, *workers[0].optimizer);
+            } catch (...) {
+                // Out of memory for a copy: no exception may leave a thread.
             }
             std::lock_guard<std::mutex> lock(mutex);
             if (--copying == 0) copied.notify_all();
