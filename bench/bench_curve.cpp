@@ -6,12 +6,11 @@
 // that no fetch is reused from the last one.
 #include <benchmark/benchmark.h>
 
-#include <cmath>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "Dataset4D.h"
+#include "BloodCurve.h"
 #include "inputs/LinearInterpolation.h"
 #include "models/Cardiac_HutchinsI_Model.h"
 #include "models/Casciari_Model.h"
@@ -21,7 +20,6 @@
 #include "models/Generic_2TC_Model.h"
 #include "models/Neuro_Lammertsma_Model.h"
 #include "models/Neuro_SLAM_Model.h"
-#include "util/Message.h"
 
 namespace {
 
@@ -35,22 +33,7 @@ struct Curve {
     std::vector<unsigned> index;
 
     Curve(const Set& set, const char* trial) {
-        const unsigned n = 30;
-        Dataset4D<double> data(n, 1, 1, 1, 0.0);
-        double t = 0.0;
-        for (unsigned i = 0; i < n; ++i) {
-            const double length = i < 12 ? 5.0 : (i < 22 ? 15.0 : 60.0);
-            data.setTime(i, t);
-            data.setFrameLength(i, length);
-            const double mid = t + 0.5 * length;
-            data(i, 0, 0, 0) = 40.0 * (mid / 20) * (mid / 20) * std::exp(-mid / 15) + 5 * std::exp(-mid / 900);
-            t += length;
-        }
-        data.setMidframeApprox(true);
-        data.setUnit(Unit("kBq/ml"));
-        _MessageHelper::verbosity_ = 0;
-        input.initParameters(&data, nullptr);
-        times = data.getModelTime();
+        times = loadBloodCurve(input);
         model.addInput(&input);
         for (const auto& p : set) {
             model.setParameterValue(p.first, p.second);
@@ -58,8 +41,8 @@ struct Curve {
         }
         trial_ = indexOf(trial);
         start_ = model.getParameterValueByIndex(trial_, 0, 0, 0);
-        values.resize(n);
-        derivatives.resize(n * index.size());
+        values.resize(times.size());
+        derivatives.resize(times.size() * index.size());
     }
 
     // A new trial value, then the curve.

@@ -3,14 +3,12 @@
 // 30-frame blood curve, evaluated at a voxel of 4x4x2 parameter maps.
 #include <benchmark/benchmark.h>
 
-#include <cmath>
 #include <string>
 #include <vector>
 
-#include "Dataset4D.h"
+#include "BloodCurve.h"
 #include "inputs/LinearInterpolation.h"
 #include "models/Generic_1TC_Model.h"
-#include "util/Message.h"
 
 namespace {
 
@@ -20,22 +18,7 @@ struct Setup {
     std::vector<double> times;
 
     Setup() {
-        const unsigned n = 30;
-        Dataset4D<double> data(n, 1, 1, 1, 0.0);
-        double t = 0.0;
-        for (unsigned i = 0; i < n; ++i) {
-            const double length = i < 12 ? 5.0 : (i < 22 ? 15.0 : 60.0);
-            data.setTime(i, t);
-            data.setFrameLength(i, length);
-            const double mid = t + 0.5 * length;
-            data(i, 0, 0, 0) = 40.0 * (mid / 20) * (mid / 20) * std::exp(-mid / 15) + 5 * std::exp(-mid / 900);
-            t += length;
-        }
-        data.setMidframeApprox(true);
-        data.setUnit(Unit("kBq/ml"));
-        _MessageHelper::verbosity_ = 0;
-        input.initParameters(&data, nullptr);
-        times = data.getModelTime();
+        times = loadBloodCurve(input);
         model.addInput(&input);
         model.resizeParameters(4, 4, 2);
     }
