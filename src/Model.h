@@ -155,7 +155,7 @@ protected:
 
     // The frame loop of a one-pass evaluate: load(i) puts frame i's numbers
     // of the pass into the class's cache, then the calls one by one give the
-    // value and the derivatives from it, with `inPass` set so that the
+    // value and the derivatives from it, with inPass_ set so that the
     // class's precompute leaves the cache alone; so every number is the
     // calls'. Afterwards the cache holds no time: the next call fetches anew.
     template <class Load>
